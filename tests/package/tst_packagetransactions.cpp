@@ -1,0 +1,500 @@
+#include "package/installtransactionpkgkit.h"
+#include "package/listtransactionpkgkit.h"
+#include "package/packagefilestransactionpkgkit.h"
+#include "package/packagenametransactionpkgkit.h"
+#include "package/steppkgkit.h"
+#include "package/uninstalltransactionpkgkit.h"
+#include "packagephone.h"
+#include "transactionrecorder.h"
+
+#include <QtTest>
+
+#include <functional>
+
+using namespace Package;
+
+using Script = PackagePhone::Script;
+using Factory = std::function<Transaction *()>;
+Q_DECLARE_METATYPE(Factory)
+
+namespace {
+
+const QString foo = text("foo;1.2-1;noarch;store");
+const QString newFoo = text("foo;1.3-1;noarch;store");
+const QString oldFoo = text("foo;0.9-1;noarch;oss");
+const QString library = text("lib;5-1;noarch;oss");
+const QString file = text("/home/user/Downloads/foo-1.2-1.noarch.rpm");
+const QString capitals = text("/home/user/Downloads/FOO.RPM");
+
+const QString dependencies = text("DependsOn(0x210020, foo;1.2-1;noarch;store, true)");
+const QString download = text("InstallPackages(0xa, foo;1.2-1;noarch;store)");
+const QString install = text("InstallPackages(0x2, foo;1.2-1;noarch;store)");
+const QString update = text("UpdatePackages(0x2, foo;1.2-1;noarch;store)");
+const QString installFile = text("InstallFiles(0x2, %1)").arg(file);
+const QString refreshStore = text("RepoSetData(store, refresh-now, false)");
+const QString forceRefreshStore = text("RepoSetData(store, refresh-now, true)");
+const QString refreshAll = text("RefreshCache(true)");
+const QString resolveAvailable = text("Resolve(0x210020, foo)");
+const QStringList lookup{text("Resolve(0x210024, foo)"), resolveAvailable};
+
+const QJsonObject nothing = canned("Resolve");
+const QJsonObject available = canned("Resolve", {packageRow(2, foo, text("Foo"))});
+const QJsonObject installed = canned("Resolve", {packageRow(1, foo)});
+
+/** The same for @p count transactions. */
+QJsonObject times(int count, const QJsonObject &fault)
+{
+    return with(fault, "times", count);
+}
+
+QJsonObject refusing(const char *role)
+{
+    return with(canned(role), "reject", text("no"));
+}
+
+/** The whole outcome of one transaction. */
+QStringList outcome(const Factory &factory)
+{
+    return TransactionRecorder(factory()).run();
+}
+
+void row(const char *name, const Factory &factory, const Script &script, const QStringList &told,
+         const QStringList &calls = {}, const char *logged = "")
+{
+    QTest::newRow(name) << factory << script << told << calls << QByteArray(logged);
+}
+
+} // namespace
+
+/**
+ * Transactions that install, remove and ask, each over a daemon that does as it is told:
+ * the signals in order, the texts, and what the daemon was asked for.
+ */
+class TstPackageTransactions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void run_data();
+    void run();
+    void installProgress_data();
+    void installProgress();
+    void uninstallPassesProgressOn();
+    void recordsOfTheAnswers();
+    void listIsSealedAgainstLateRows();
+    void cancelIsAnEndOfItsOwn();
+    void cancelledRetryStaysAway();
+    void endsThoughTheDaemonDies_data();
+    void endsThoughTheDaemonDies();
+    void installsAndRemovesForReal();
+
+private:
+    void installRows() const;
+    void ladderRows() const;
+    void uninstallRows() const;
+    void queryRows() const;
+
+    [[nodiscard]] Factory installOf(const QString &package) const;
+    [[nodiscard]] static Factory uninstallOf(const QString &package, bool autoRemove = false);
+
+    PackagePhone m_phone;
+    Manager::PackageInformation::Ptr m_info;
+    Manager::PackageList::Ptr m_list;
+    QStringList m_files;
+
+    const Factory m_installFoo = installOf(text("foo"));
+    const Factory m_uninstallFoo = uninstallOf(text("foo"));
+    const Factory m_listAll = [this] { return new ListTransactionPkgKit(m_list); };
+    const Factory m_filesOfFoo = [this] {
+        return new PackageFilesTransactionPkgKit(text("foo"), &m_files);
+    };
+    const Factory m_nameOfFile = [this] {
+        return new PackageNameTransactionPkgKit(text("/a/b"), m_info);
+    };
+};
+
+void TstPackageTransactions::init()
+{
+    m_phone.reset();
+    m_info = Manager::PackageInformation::Ptr::create();
+    m_list = Manager::PackageList::Ptr::create();
+    m_files.clear();
+}
+
+Factory TstPackageTransactions::installOf(const QString &package) const
+{
+    return [this, package] {
+        auto *transaction = new InstallTransactionPkgKit(package, m_info);
+        transaction->setRetryDelay(std::chrono::milliseconds(1));
+        return transaction;
+    };
+}
+
+Factory TstPackageTransactions::uninstallOf(const QString &package, bool autoRemove)
+{
+    return [=] { return new UninstallTransactionPkgKit(package, autoRemove); };
+}
+
+void TstPackageTransactions::run_data()
+{
+    QTest::addColumn<Factory>("factory");
+    QTest::addColumn<Script>("script");
+    QTest::addColumn<QStringList>("told");
+    QTest::addColumn<QStringList>("calls"); // empty: not looked at
+    QTest::addColumn<QByteArray>("logged");
+
+    installRows();
+    ladderRows();
+    uninstallRows();
+    queryRows();
+}
+
+void TstPackageTransactions::installRows() const
+{
+    row("install: a package alone is downloaded, too", m_installFoo,
+        {nothing, available, cannedRest()}, succeeded,
+        lookup + QStringList{dependencies, download, install});
+    row("install: dependencies that aren't there, and not itself", m_installFoo,
+        {nothing, canned("Resolve", {packageRow(2, foo), packageRow(2, newFoo)}),
+         canned("DependsOn",
+                {packageRow(1, text("have;1-1;noarch;installed")), packageRow(2, oldFoo),
+                 packageRow(2, library), packageRow(5, text("odd;1-1;noarch;oss"))}),
+         cannedRest()},
+        succeeded,
+        lookup
+            + QStringList{dependencies,
+                          text("InstallPackages(0xa, foo;1.2-1;noarch;store lib;5-1;noarch;oss"
+                               " odd;1-1;noarch;oss)"),
+                          install},
+        "Weird, I resolved several packages, even though I tried to filter.");
+    row("install: an older version there is updated", m_installFoo,
+        {canned("Resolve", {packageRow(1, oldFoo), packageRow(1, foo)}), available, cannedRest()},
+        succeeded, lookup + QStringList{dependencies, download, update},
+        "Weird I resolved several packages, even though I tried to filter.");
+    row("install: a file that isn't there is looked for as a package",
+        installOf(text("/no/foo.rpm")), {cannedRest()},
+        failed(text("could not find package /no/foo.rpm")));
+    row("install: a file in capitals is a package's name", installOf(capitals), {cannedRest()},
+        failed(text("could not find package ") + capitals));
+    row("install: a file is installed as it is", installOf(file), {cannedRest()}, succeeded,
+        {installFile});
+    row("install: a file is given up at the first failure", installOf(file),
+        {failing("InstallFiles", 38, text("broken"))}, failed(text("broken")), {installFile});
+    row("install: a refused file carries the daemon's words", installOf(file),
+        {refusing("InstallFiles")}, failed(text("no")), {installFile});
+}
+
+void TstPackageTransactions::ladderRows() const
+{
+    const QStringList ladder = lookup + QStringList{refreshStore} + lookup
+        + QStringList{forceRefreshStore} + lookup + QStringList{refreshAll} + lookup
+        + QStringList{resolveAvailable, resolveAvailable, resolveAvailable};
+    row("ladder: three refreshes, then three retries of the step alone", m_installFoo,
+        {cannedRest()}, failed(text("could not find package foo")), ladder);
+    row("ladder: the same version climbs it, too", m_installFoo,
+        {times(-1, installed), cannedRest()}, failed(text("package already installed foo")),
+        ladder);
+    row("ladder: found after the first refresh", m_installFoo,
+        {times(3, nothing), available, cannedRest()}, succeeded,
+        lookup + QStringList{refreshStore} + lookup + QStringList{dependencies, download, install});
+    row("ladder: a refresh that fails is the next rung", m_installFoo,
+        {times(3, nothing), available, times(2, failing("RepoSetData", 10, text("offline"))),
+         cannedRest()},
+        succeeded,
+        lookup + QStringList{refreshStore, forceRefreshStore, refreshAll} + lookup
+            + QStringList{dependencies, download, install});
+    row("ladder: an exit without an error", m_installFoo, {times(-1, ending("*", 6))},
+        failed(text("unknown failure with exit status 6")),
+        {lookup.first(), refreshStore, forceRefreshStore, refreshAll, refreshAll, refreshAll,
+         refreshAll});
+    row("ladder: once an update, always an update", m_installFoo,
+        {canned("Resolve", {packageRow(1, oldFoo)}), available, nothing, available,
+         failing("DependsOn", 4, text("x")), cannedRest()},
+        succeeded,
+        lookup + QStringList{dependencies, refreshStore} + lookup
+            + QStringList{dependencies, download, update});
+    row("ladder: the last words count, and rungs are not climbed twice", m_installFoo,
+        {nothing, available, nothing, available, nothing, available, nothing, available,
+         failing("DependsOn", 13, text("first")),
+         times(2, failing("InstallPackages", 10, text("download"))), canned("InstallPackages"),
+         times(-1, failing("InstallPackages", 46, text("install"))), cannedRest()},
+        failed(text("install")),
+        lookup + QStringList{dependencies, refreshStore} + lookup
+            + QStringList{dependencies, download, forceRefreshStore} + lookup
+            + QStringList{dependencies, download, refreshAll} + lookup
+            + QStringList{dependencies, download, install, install, install, install});
+}
+
+void TstPackageTransactions::uninstallRows() const
+{
+    const QString resolve = text("Resolve(0x4, foo)");
+    const QString remove = text("RemovePackages(0x2, foo;1.2-1;noarch;store, false, false)");
+    row("uninstall: removed", m_uninstallFoo, {installed, cannedRest()}, succeeded,
+        {resolve, remove});
+    row("uninstall: with what nothing needs any more", uninstallOf(text("foo"), true),
+        {installed, cannedRest()}, succeeded,
+        {resolve, text("RemovePackages(0x2, foo;1.2-1;noarch;store, false, true)")});
+    row("uninstall: not there is removed already", m_uninstallFoo, {cannedRest()}, succeeded,
+        {resolve});
+    row("uninstall: a resolve that fails without an error counts so, too", m_uninstallFoo,
+        {ending("Resolve", 2)}, succeeded, {resolve});
+    row("uninstall: a resolve's error is the end, its finish nothing more", m_uninstallFoo,
+        {failing("Resolve", 8, text("gone"))}, failed(text("gone")), {resolve});
+    row("uninstall: each package found is removed, one end is told", m_uninstallFoo,
+        {canned("Resolve", {packageRow(1, foo), packageRow(1, library)}), cannedRest()}, succeeded,
+        {resolve, remove, text("RemovePackages(0x2, lib;5-1;noarch;oss, false, false)")});
+    row("uninstall: an end without an error is silent", m_uninstallFoo,
+        {installed, ending("RemovePackages", 2)}, {}, {resolve, remove});
+    row("uninstall: error", m_uninstallFoo,
+        {installed, failing("RemovePackages", 59, text("in use"))}, failed(text("in use")),
+        {resolve, remove});
+    row("uninstall: refused", m_uninstallFoo, {installed, refusing("RemovePackages")},
+        failed(text("no")), {resolve, remove});
+
+    const QVector<QPair<const char *, const char *>> paths{
+        {"/a/foo-bar-1.2.3-1.armv7hl.rpm", "foo-bar"},
+        {"foo.bar-1.0-1.rpm", "foo"},
+        {"/a/foo-2bar-1.0-1.rpm", "foo-2bar"},
+        {"/a-b/foo.rpm", "foo"},
+        {"foo.RPM", "foo.RPM"},
+    };
+    for (const auto &[path, name] : paths) {
+        row(path, uninstallOf(text(path)), {cannedRest()}, succeeded,
+            {text("Resolve(0x4, %1)").arg(text(name))});
+    }
+}
+
+void TstPackageTransactions::queryRows() const
+{
+    const QString exit = text("unknown failure with exit status 2");
+    const QString getPackages = text("GetPackages(0x4)");
+    row("list", m_listAll, {cannedRest()}, succeeded, {getPackages});
+    row("list: error", m_listAll, {failing("GetPackages", 4, text("x"))}, failed(text("x")),
+        {getPackages});
+    row("list: exit", m_listAll, {ending("GetPackages", 2)}, failed(exit), {getPackages});
+
+    const QString resolve = text("Resolve(0x2, foo)");
+    const QString getFiles = text("GetFiles(lib;5-1;noarch;oss)");
+    const QJsonObject found = canned("Resolve", {packageRow(1, foo), packageRow(2, library)});
+    row("files: of the package told last", m_filesOfFoo, {found, cannedRest()}, succeeded,
+        {resolve, getFiles});
+    row("files: of nothing", m_filesOfFoo, {cannedRest()}, succeeded, {resolve});
+    row("files: error of the first step", m_filesOfFoo, {failing("Resolve", 4, text("x"))},
+        failed(text("x")), {resolve});
+    row("files: exit of the second step", m_filesOfFoo, {found, ending("GetFiles", 2)},
+        failed(exit), {resolve, getFiles});
+
+    const QString search = text("SearchFile(0x4, /a/b)");
+    row("name: of nobody", m_nameOfFile, {cannedRest()}, succeeded, {search});
+    row("name: error", m_nameOfFile, {failing("SearchFile", 4, text("x"))}, failed(text("x")),
+        {search});
+    row("name: exit", m_nameOfFile, {ending("SearchFile", 2)}, failed(exit), {search});
+}
+
+void TstPackageTransactions::run()
+{
+    QFETCH(Factory, factory);
+    QFETCH(Script, script);
+    QFETCH(QStringList, told);
+    QFETCH(QStringList, calls);
+    QFETCH(QByteArray, logged);
+    for (const QString &name : {file, capitals}) {
+        QFile package(name);
+        QVERIFY(package.open(QIODevice::WriteOnly));
+    }
+    m_phone.script(script);
+    if (!logged.isEmpty())
+        QTest::ignoreMessage(QtDebugMsg, logged.constData());
+    QCOMPARE(outcome(factory), told);
+    if (!calls.isEmpty())
+        QCOMPARE(m_phone.calls(), calls);
+}
+
+void TstPackageTransactions::installProgress_data()
+{
+    QTest::addColumn<QJsonArray>("download");
+    QTest::addColumn<QJsonArray>("install");
+    QTest::addColumn<QVector<int>>("progress");
+    QTest::addColumn<int>("repeated"); // told more than once, where the amount wasn't known
+
+    QTest::newRow("two ranges, truncated") << QJsonArray{0, 33, 99, 100} << QJsonArray{0, 33, 100}
+                                           << QVector<int>{-1, 1, 16, 48, 49, 50, 66, 100} << 49;
+    QTest::newRow("never back, unknown repeats the last")
+        << QJsonArray{50, 20, 101, 60} << QJsonArray{0, 40, 10, 41}
+        << QVector<int>{-1, 25, 29, 50, 70} << 25;
+    QTest::newRow("nothing known, nothing before")
+        << QJsonArray{101} << QJsonArray() << QVector<int>{-1} << -1;
+}
+
+void TstPackageTransactions::installProgress()
+{
+    QFETCH(QJsonArray, download);
+    QFETCH(QJsonArray, install);
+    QFETCH(QVector<int>, progress);
+    QFETCH(int, repeated);
+    const auto telling = [](const QJsonArray &values) {
+        // Slow enough that no value overtakes another on its way.
+        return with(with(canned("InstallPackages"), "percentages", values), "ms", 300);
+    };
+    m_phone.script({nothing, available, telling(download), telling(install), cannedRest()});
+
+    TransactionRecorder recorder(m_installFoo());
+    QCOMPARE(recorder.run(), succeeded);
+    QCOMPARE(recorder.progressSteps(), progress);
+    QVERIFY(recorder.progress().count(repeated) > 1);
+    QCOMPARE(m_info->name, text("foo"));
+    QCOMPARE(m_info->version, text("1.2-1"));
+    QCOMPARE(m_info->summary, text("Foo"));
+}
+
+void TstPackageTransactions::uninstallPassesProgressOn()
+{
+    const QJsonArray values{40, 10, 101, 80};
+    m_phone.script(
+        {installed, with(with(canned("RemovePackages"), "percentages", values), "ms", 300)});
+    TransactionRecorder recorder(m_uninstallFoo());
+    QCOMPARE(recorder.run(), succeeded);
+    QCOMPARE(recorder.progressSteps(), (QVector<int>{101, 40, 10, 101, 80}));
+}
+
+void TstPackageTransactions::recordsOfTheAnswers()
+{
+    m_info->name = m_info->version = m_info->summary = m_info->file = text("old");
+    m_files = QStringList{text("old")};
+    m_phone.script(
+        {canned("GetPackages",
+                {packageRow(1, foo, text("Foo")), packageRow(1, text("short")),
+                 packageRow(1, QString()), packageRow(1, text("a;b;c;d;e"))}),
+         nothing, canned("SearchFile", {packageRow(1, library), packageRow(1, foo, text("Foo"))})});
+    for (const Factory &factory : {m_listAll, m_filesOfFoo, m_nameOfFile})
+        QCOMPARE(outcome(factory), succeeded);
+    const auto &entries = m_list->entries();
+    QCOMPARE(entries.size(), 4); // ids of any shape are told
+    QCOMPARE(entries[0].name + entries[0].version + entries[0].summary, text("foo1.2-1Foo"));
+    QCOMPARE(m_files, QStringList{text("old")});
+    QCOMPARE(m_info->name, text("foo"));
+    QCOMPARE(m_info->version, text("1.2-1"));
+    QCOMPARE(m_info->summary, QString());
+    QCOMPARE(m_info->file, text("old"));
+}
+
+void TstPackageTransactions::listIsSealedAgainstLateRows()
+{
+    const QJsonArray late{QJsonArray{text("Package"), 1, library, QString()}};
+    m_phone.script({with(canned("GetPackages", {packageRow(1, foo)}), "late", late)});
+    QCOMPARE(outcome(m_listAll), succeeded);
+    m_list->add({});
+    QCOMPARE(m_list->entries().size(), 1);
+    m_list->clear();
+    m_list->add({});
+    QCOMPARE(m_list->entries().size(), 1);
+}
+
+void TstPackageTransactions::cancelIsAnEndOfItsOwn()
+{
+    m_phone.script({with(canned("*"), "hang", true)});
+    for (const Factory &factory :
+         {m_listAll, m_filesOfFoo, m_nameOfFile, m_installFoo, m_uninstallFoo}) {
+        for (bool started : {false, true}) {
+            Transaction *transaction = factory();
+            TransactionRecorder recorder(transaction);
+            if (started)
+                transaction->start();
+            transaction->cancel();
+            transaction->cancel();
+            QCOMPARE(recorder.told(), failed(text("cancelled")));
+            QVERIFY(!recorder.isGone());
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QVERIFY(recorder.isGone());
+        }
+    }
+}
+
+void TstPackageTransactions::cancelledRetryStaysAway()
+{
+    m_phone.script({cannedRest()});
+    auto *transaction = new InstallTransactionPkgKit(text("foo"), m_info);
+    TransactionRecorder recorder(transaction);
+    auto *timer = transaction->findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+    QCOMPARE(timer->interval(), 10000);
+    QTest::ignoreMessage(QtDebugMsg, "retry 1 / 3 in 10000 ms");
+    transaction->start();
+    QTRY_VERIFY(timer->isActive());
+    const auto steps = transaction->findChildren<StepPkgKit *>().size();
+    transaction->cancel();
+    QVERIFY(QMetaObject::invokeMethod(timer, "timeout")); // before the transaction is gone
+    QCOMPARE(transaction->findChildren<StepPkgKit *>().size(), steps);
+    QCOMPARE(recorder.told(), failed(text("cancelled")));
+    QTRY_VERIFY(recorder.isGone());
+}
+
+void TstPackageTransactions::endsThoughTheDaemonDies_data()
+{
+    QTest::addColumn<Factory>("factory");
+    QTest::addColumn<Script>("script");
+    QTest::addColumn<bool>("fails");
+
+    for (const char *moment : {"call", "running", "end"}) {
+        const auto row = [moment](const char *name, const Factory &factory, Script script,
+                                  const char *role) {
+            script.append(dying(role, moment));
+            QTest::addRow("%s, %s", name, moment)
+                << factory << script << (qstrcmp(moment, "end") != 0);
+        };
+        row("list", m_listAll, {}, "GetPackages");
+        row("files, first step", m_filesOfFoo, {}, "Resolve");
+        row("files, second step", m_filesOfFoo, {installed}, "GetFiles");
+        row("name", m_nameOfFile, {}, "SearchFile");
+        row("uninstall, first step", m_uninstallFoo, {}, "Resolve");
+        row("uninstall, second step", m_uninstallFoo, {installed}, "RemovePackages");
+        row("install, resolving", m_installFoo, {}, "Resolve");
+        row("install, dependencies", m_installFoo, {nothing, available}, "DependsOn");
+        const Script download{nothing, available, canned("DependsOn")};
+        row("install, downloading", m_installFoo, download, "InstallPackages");
+        row("install, installing", m_installFoo, download + Script{canned("InstallPackages")},
+            "InstallPackages");
+        row("install, refreshing", m_installFoo, {nothing, nothing}, "RepoSetData");
+    }
+    QTest::newRow("list, before") << m_listAll << Script{} << true;
+    QTest::newRow("install, before") << m_installFoo << Script{} << true;
+    QTest::newRow("uninstall, before") << m_uninstallFoo << Script{} << true;
+}
+
+void TstPackageTransactions::endsThoughTheDaemonDies()
+{
+    QFETCH(Factory, factory);
+    QFETCH(Script, script);
+    QFETCH(bool, fails);
+    m_phone.script(script);
+    if (script.isEmpty())
+        m_phone.killForGood();
+
+    const QStringList told = outcome(factory);
+    const bool succeeds = !fails && told.first() == QLatin1String("success");
+    QCOMPARE(told, succeeds ? succeeded : failed(told.first().mid(8)));
+
+    if (script.isEmpty())
+        m_phone.reset();
+    m_list->clear();
+    QCOMPARE(outcome(m_listAll), succeeded);
+    QVERIFY(!m_list->entries().isEmpty());
+}
+
+void TstPackageTransactions::installsAndRemovesForReal()
+{
+    const QStringList before = m_phone.installedPackages();
+    const QString added = text("larder");
+    for (const QString &name : {text("orvik-notes"), added}) {
+        QCOMPARE(outcome(installOf(name)), succeeded);
+        const QString package = m_info->name + QLatin1Char(' ') + m_info->version;
+        QVERIFY(!before.contains(package));
+        QVERIFY(m_phone.installedPackages().contains(package));
+    }
+    QCOMPARE(outcome(uninstallOf(added, true)), succeeded);
+    for (const QString &package : m_phone.installedPackages())
+        QVERIFY(!package.startsWith(added + QLatin1Char(' ')));
+}
+
+QTEST_GUILESS_MAIN(TstPackageTransactions)
+#include "tst_packagetransactions.moc"

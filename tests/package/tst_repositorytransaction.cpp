@@ -1,0 +1,423 @@
+#include "package/repositorytransactionpkgkit.h"
+#include "packagephone.h"
+#include "platform/rdm.h"
+#include "transactionrecorder.h"
+
+#include <QtTest>
+
+using namespace Package;
+
+using Script = PackagePhone::Script;
+
+namespace {
+
+const QString oldRelease = text("3.2.1.20");
+const QString newRelease = text("3.3.0.16");
+
+QStringList words(const char *text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+const QStringList os = words("branwick hotfixes adaptation store");
+
+/** Something to run in isolation, in the hands of the test. */
+class Wrapped : public Transaction
+{
+    Q_OBJECT
+
+public:
+    explicit Wrapped(bool releases)
+        : m_releases(releases)
+    { }
+
+    bool lingers = false; // is still there after it was cancelled
+
+    void start() override { Q_EMIT started(); }
+    [[nodiscard]] bool releasesRepositoriesAtStart() const override { return m_releases; }
+    void cancel() override
+    {
+        if (!lingers)
+            Transaction::cancel();
+        else
+            Q_EMIT finished();
+    }
+    void endAs(bool well)
+    {
+        if (well)
+            succeed();
+        else
+            fail(text("wrapped"));
+    }
+
+Q_SIGNALS:
+    void started();
+
+private:
+    bool m_releases;
+};
+
+} // namespace
+
+/**
+ * Isolation, with what it runs in the hands of the test. The phone's repositories are, in
+ * the order in which they are handled: adaptation, branwick, hotfixes, nightly (disabled),
+ * non-oss, oss, store, user-extra.
+ */
+class TstRepositoryTransaction : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void switchesRepositories_data();
+    void switchesRepositories();
+    void fastPass_data();
+    void fastPass();
+    void failsHalfWay_data();
+    void failsHalfWay();
+    void cancelReachesWhatIsWrapped();
+    void release_data();
+    void release();
+    void addsWhatIsMissing();
+    void worksWithoutReleaseManager();
+    void endsThoughTheDaemonDies_data();
+    void endsThoughTheDaemonDies();
+
+private:
+    void create(bool releasesAtStart, const QStringList &required = os,
+                const QString &version = QString(), bool restoreVersion = false);
+    /** Starts the transaction; what is wrapped has started, too, when this returns. */
+    void start();
+    [[nodiscard]] QStringList switches();
+    QStringList releaseManagerCalls();
+
+    PackagePhone m_phone;
+    SimulatorClient m_services{text("Services")};
+    QPointer<Wrapped> m_wrapped;
+    Transaction *m_transaction = nullptr;
+    QScopedPointer<TransactionRecorder> m_recorder;
+    QScopedPointer<TransactionRecorder> m_wrappedRecorder;
+    QStringList m_enabledAtStart; // of the wrapped transaction
+    QStringList m_switchesAtStart;
+    QString m_releaseAtStart;
+    bool m_started = false;
+};
+
+void TstRepositoryTransaction::init()
+{
+    m_recorder.reset();
+    m_wrappedRecorder.reset();
+    m_phone.reset();
+    m_services.command(text("reset"));
+    m_services.clearLog();
+    m_started = false;
+}
+
+void TstRepositoryTransaction::create(bool releasesAtStart, const QStringList &required,
+                                      const QString &version, bool restoreVersion)
+{
+    m_wrapped = new Wrapped(releasesAtStart);
+    m_wrappedRecorder.reset(new TransactionRecorder(m_wrapped));
+    connect(m_wrapped, &Wrapped::started, this, [this] { m_started = true; });
+    m_transaction = new RepositoryTransactionPkgKit(m_wrapped, version, restoreVersion, required);
+    m_recorder.reset(new TransactionRecorder(m_transaction));
+}
+
+void TstRepositoryTransaction::start()
+{
+    m_transaction->start();
+    QTRY_VERIFY(m_started);
+    m_enabledAtStart = m_phone.enabledRepositories();
+    m_switchesAtStart = switches();
+    m_releaseAtStart = Rdm().release(false);
+}
+
+/** What was switched, such as "-oss" and "+oss". */
+QStringList TstRepositoryTransaction::switches()
+{
+    QStringList texts;
+    for (const QString &call : m_phone.calls(text("RepoEnable"))) {
+        const QString arguments = call.section(QLatin1Char('('), 1).chopped(1);
+        const bool on = arguments.endsWith(QLatin1String("true"));
+        texts.append(QLatin1Char(on ? '+' : '-') + arguments.section(QLatin1Char(','), 0, 0));
+    }
+    return texts;
+}
+
+QStringList TstRepositoryTransaction::releaseManagerCalls()
+{
+    QStringList texts;
+    const QJsonArray entries = m_services.entries();
+    for (const QJsonValue &entry : entries) {
+        QStringList parts{entry[QLatin1String("kind")].toString()};
+        parts += entry[QLatin1String("arguments")].toVariant().toStringList();
+        if (parts.first().startsWith(QLatin1String("rdm.")))
+            texts.append(parts.join(QLatin1Char(' ')).mid(4));
+    }
+    return texts;
+}
+
+void TstRepositoryTransaction::switchesRepositories_data()
+{
+    QTest::addColumn<QStringList>("required");
+    QTest::addColumn<bool>("endsWell");
+    QTest::addColumn<Script>("script");
+    QTest::addColumn<QStringList>("isolated");
+
+    const QStringList three = words("non-oss oss user-extra");
+    const auto row = [](const char *name, const QStringList &required, bool endsWell,
+                        const Script &script, const QStringList &isolated) {
+        QTest::newRow(name) << required << endsWell << script << isolated;
+    };
+    row("one that was disabled is left alone", os, true, {}, three);
+    row("a failure inside is a success of the restoring", os, false, {}, three);
+    row("the name counts letter for letter", os + words("OSS non-oss user-extra nightly"), true, {},
+        {text("oss")});
+    row("nothing but what is required", os + three + words("nightly"), true, {}, {});
+    row("one that can't be put back is passed over", os, true,
+        {with(failing("RepoEnable", 28, text("disk")), "skip", 3)}, three);
+    row("a list that fails is an empty list", os, true, {failing("GetRepoList", 4, text("no"))},
+        {});
+}
+
+void TstRepositoryTransaction::switchesRepositories()
+{
+    QFETCH(QStringList, required);
+    QFETCH(bool, endsWell);
+    QFETCH(Script, script);
+    QFETCH(QStringList, isolated);
+    m_phone.script(script);
+
+    create(false, required);
+    start();
+    const QRegularExpression begin(text("^"));
+    QStringList switched = QStringList(isolated).replaceInStrings(begin, text("-"));
+    QCOMPARE(m_switchesAtStart, switched);
+    for (const QString &repository : isolated)
+        QVERIFY(!m_enabledAtStart.contains(repository));
+    m_wrapped->endAs(endsWell);
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), endsWell ? QStringList{text("success")} + succeeded : succeeded);
+    switched += QStringList(isolated).replaceInStrings(begin, text("+"));
+    QCOMPARE(switches(), switched);
+}
+
+void TstRepositoryTransaction::fastPass_data()
+{
+    QTest::addColumn<QStringList>("disabled");
+    QTest::addColumn<QStringList>("restoring");
+    QTest::addColumn<bool>("endsEarly");
+
+    QTest::newRow("all at once, and the end comes from what is wrapped")
+        << words("") << words("+nightly +non-oss +oss +user-extra") << false;
+    QTest::newRow("slow behind the first that was disabled, and early at its end")
+        << words("oss") << words("+nightly +non-oss +user-extra") << true;
+    QTest::newRow("slow from the start")
+        << words("nightly") << words("+non-oss +oss +user-extra") << true;
+    QTest::newRow("slow with nothing left to do")
+        << words("user-extra") << words("+nightly +non-oss +oss") << true;
+}
+
+void TstRepositoryTransaction::fastPass()
+{
+    QFETCH(QStringList, disabled);
+    QFETCH(QStringList, restoring);
+    QFETCH(bool, endsEarly);
+    for (const QString &name : words("nightly non-oss oss user-extra")) {
+        m_phone.command(text("repository"),
+                        {{text("name"), name}, {text("enabled"), !disabled.contains(name)}});
+    }
+    const QStringList before = m_phone.enabledRepositories();
+
+    create(true, os, newRelease, true);
+    start();
+    QTRY_COMPARE(m_phone.enabledRepositories(), before);
+    const QStringList all = switches();
+    QStringList put = all.mid(restoring.size());
+    // Those that started at once may overtake each other.
+    put.sort();
+    QCOMPARE(put, restoring);
+
+    if (endsEarly)
+        QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_wrappedRecorder->told(), QStringList{});
+    QCOMPARE(m_recorder->told(), endsEarly ? succeeded : QStringList{});
+    QCOMPARE(Rdm().release(false), endsEarly ? oldRelease : newRelease);
+    m_wrapped->endAs(true);
+    QCOMPARE(m_recorder->told(), succeeded);
+    QCOMPARE(Rdm().release(false), oldRelease);
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(switches(), all);
+}
+
+void TstRepositoryTransaction::failsHalfWay_data()
+{
+    QTest::addColumn<bool>("releasesAtStart");
+    QTest::addColumn<Script>("script");
+    QTest::addColumn<QStringList>("told");
+    QTest::addColumn<QStringList>("switched");
+
+    const QJsonObject fault = failing("RepoEnable", 28, text("disk"));
+    const auto row = [](const char *name, bool releases, const QJsonObject &script,
+                        const QStringList &told, const char *switched) {
+        QTest::newRow(name) << releases << Script{script} << told << words(switched);
+    };
+    row("the first: restoring begins, and comes no further", false, fault, failed(text("non-oss")),
+        "-non-oss +non-oss");
+    row("the second", false, with(fault, "skip", 1), failed(text("oss")), "-non-oss -oss +non-oss");
+    row("an exit without an error", false, with(ending("RepoEnable", 2), "skip", 1),
+        failed(text("oss")), "-non-oss -oss +non-oss");
+    row("inside releases at the start: two ends, nothing put back", true, with(fault, "skip", 1),
+        QStringList{text("finished")} + failed(text("oss")), "-non-oss -oss");
+}
+
+void TstRepositoryTransaction::failsHalfWay()
+{
+    QFETCH(bool, releasesAtStart);
+    QFETCH(Script, script);
+    QFETCH(QStringList, told);
+    QFETCH(QStringList, switched);
+    m_phone.script(script);
+
+    create(releasesAtStart, os, newRelease);
+    m_transaction->start();
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), told);
+    QCOMPARE(m_wrappedRecorder->told(), failed(text("cancelled")));
+    QVERIFY(!m_started);
+    QCOMPARE(Rdm().release(false), oldRelease);
+    // The switch that has begun is carried out, though nobody waits for it any more.
+    QTRY_COMPARE(switches(), switched);
+    QTRY_COMPARE(m_phone.enabledRepositories().contains(text("non-oss")),
+                 switched.contains(QLatin1String("+non-oss")));
+}
+
+void TstRepositoryTransaction::cancelReachesWhatIsWrapped()
+{
+    const QStringList before = m_phone.enabledRepositories();
+    create(false);
+    start();
+    m_transaction->cancel();
+    QCOMPARE(m_wrappedRecorder->told().first(), text("failure cancelled"));
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), succeeded);
+    QCOMPARE(m_phone.enabledRepositories(), before);
+
+    auto *nothing = new RepositoryTransactionPkgKit(nullptr, QString(), false, words("store"));
+    TransactionRecorder recorder(nothing);
+    nothing->start();
+    nothing->cancel();
+    QTRY_VERIFY(recorder.isGone());
+    QCOMPARE(recorder.told(), succeeded);
+}
+
+void TstRepositoryTransaction::release_data()
+{
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<bool>("restoreVersion");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("endsWell");
+    QTest::addColumn<QString>("atStart");
+    QTest::addColumn<QString>("atEnd");
+
+    const auto row = [](const char *name, const QString &version, bool restoreVersion, int mode,
+                        bool endsWell, const QString &atStart, const QString &atEnd) {
+        QTest::newRow(name) << version << restoreVersion << mode << endsWell << atStart << atEnd;
+    };
+    row("stays after a success", newRelease, false, 0, true, newRelease, newRelease);
+    row("put back after a success where told to", newRelease, true, 0, true, newRelease,
+        oldRelease);
+    row("put back after a failure", newRelease, false, 0, false, newRelease, oldRelease);
+    row("none wanted", QString(), true, 0, false, oldRelease, oldRelease);
+    row("there already", oldRelease, true, 0, false, oldRelease, oldRelease);
+    row("not in the mode without isolation", newRelease, true, 2, false, oldRelease, oldRelease);
+    row("not with more bits either", newRelease, true, 7, false, oldRelease, oldRelease);
+    row("other bits don't matter", newRelease, true, 5, true, newRelease, oldRelease);
+}
+
+void TstRepositoryTransaction::release()
+{
+    QFETCH(QString, version);
+    QFETCH(bool, restoreVersion);
+    QFETCH(int, mode);
+    QFETCH(bool, endsWell);
+    QFETCH(QString, atStart);
+    QFETCH(QString, atEnd);
+    m_services.command(text("rdm"), {{text("release/mode"), mode}});
+    // Slow answers are waited for.
+    m_services.command(text("hang"), {{text("method"), text("rdm.setRelease")}, {text("ms"), 50}});
+
+    create(false, os, version, restoreVersion);
+    start();
+    QCOMPARE(m_releaseAtStart, atStart);
+    m_wrapped->endAs(endsWell);
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(Rdm().release(false), atEnd);
+    QStringList calls;
+    if (atStart == newRelease)
+        calls.append(text("setRelease 3.3.0.16 false"));
+    if (atStart != atEnd)
+        calls.append(text("setRelease 3.2.1.20 false"));
+    QCOMPARE(releaseManagerCalls(), calls);
+}
+
+void TstRepositoryTransaction::addsWhatIsMissing()
+{
+    create(false, words("store brand-new hotfixes nightly"));
+    start();
+    QCOMPARE(releaseManagerCalls().join(QLatin1Char(',')),
+             text("modifyRepo 1 brand-new,modifyRepo 3 brand-new,"
+                  "modifyRepo 1 nightly,modifyRepo 3 nightly,updateRepos"));
+    QCOMPARE(m_enabledAtStart, words("brand-new hotfixes nightly store"));
+    m_wrapped->endAs(true);
+    QTRY_VERIFY(m_recorder->isGone());
+    // What was put right stays so.
+    QVERIFY(m_phone.enabledRepositories().contains(text("nightly")));
+}
+
+void TstRepositoryTransaction::worksWithoutReleaseManager()
+{
+    for (const char *method : {"rdm.setRelease", "rdm.modifyRepo", "rdm.updateRepos"}) {
+        m_services.command(text("error"),
+                           {{text("method"), text(method)},
+                            {text("name"), text("org.freedesktop.DBus.Error.ServiceUnknown")},
+                            {text("text"), text("gone")}});
+    }
+    create(false, os + words("brand-new"), newRelease, true);
+    start();
+    QCOMPARE(m_releaseAtStart, newRelease);
+    m_wrapped->endAs(true);
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), QStringList{text("success")} + succeeded);
+    QCOMPARE(Rdm().release(false), oldRelease);
+}
+
+void TstRepositoryTransaction::endsThoughTheDaemonDies_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+
+    for (const char *moment : {"call", "running", "end"}) {
+        QTest::addRow("listing, %s", moment) << dying("GetRepoList", moment);
+        QTest::addRow("isolating, %s", moment) << dying("RepoEnable", moment);
+        QTest::addRow("restoring, %s", moment) << with(dying("RepoEnable", moment), "skip", 3);
+    }
+}
+
+void TstRepositoryTransaction::endsThoughTheDaemonDies()
+{
+    QFETCH(QJsonObject, fault);
+    m_phone.script({fault});
+    create(false);
+    connect(
+        m_wrapped, &Wrapped::started, m_wrapped, [this] { m_wrapped->endAs(true); },
+        Qt::QueuedConnection);
+    m_transaction->start();
+    QTRY_VERIFY(m_recorder->isGone());
+    QVERIFY(m_wrappedRecorder->isGone());
+    QCOMPARE(m_recorder->told().last(), text("finished"));
+    QCOMPARE(m_recorder->told().count(text("finished")), 1);
+}
+
+QTEST_GUILESS_MAIN(TstRepositoryTransaction)
+#include "tst_repositorytransaction.moc"

@@ -1,0 +1,282 @@
+#include "account.h"
+#include "accountmanager.h"
+
+#include <Accounts/Account>
+#include <Accounts/Manager>
+#include <Accounts/Service>
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+const QString provider = QStringLiteral("orvik");
+const QString service = QStringLiteral("orvik-store");
+const QString flag = QStringLiteral("CredentialsNeedUpdate");
+const QString userNameKey = QStringLiteral("default_credentials_username");
+
+/** Keeps the statuses that an account goes through. */
+class StatusRecord : public QObject
+{
+public:
+    explicit StatusRecord(Account *account)
+    {
+        connect(account, &Account::statusChanged, this,
+                [this, account] { statuses.append(account->status()); });
+    }
+
+    QList<int> statuses;
+};
+
+const QList<int> written{Account::StatusSyncing, Account::StatusSynced};
+
+/** Another program, which does what main() says of @p mode; its exit status, or -1. */
+int runSelf(const QString &mode, int identifier, const QByteArray &variable = {},
+            const QString &value = QString())
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!variable.isEmpty())
+        environment.insert(QString::fromLatin1(variable), value);
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.start(QCoreApplication::applicationFilePath(), {mode, QString::number(identifier)});
+    const bool ended = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
+    return ended ? process.exitCode() : -1;
+}
+
+/** Writes a value with whatever the environment leaves; see main(). */
+bool writeElsewhere(int identifier)
+{
+    AccountManager manager;
+    Account *account = manager.account(identifier);
+    if (!account || !manager.providerAccountIdentifiers(provider).contains(identifier))
+        return false;
+    const StatusRecord record(account);
+    QSignalSpy changed(account, &Account::statusChanged);
+    account->setConfigurationValue(service, QStringLiteral("elsewhere"), true);
+    account->sync();
+    while (account->status() == Account::StatusSyncing && changed.wait()) { }
+    return record.statuses == written;
+}
+
+/** The account's number, 0 if it could not be made. */
+int makeAccount()
+{
+    Accounts::Manager database;
+    const QScopedPointer<Accounts::Account> account(database.createAccount(provider));
+    account->setDisplayName(QStringLiteral("ada@example"));
+    return account->syncAndBlock() ? int(account->id()) : 0;
+}
+
+bool removeAccount(int identifier)
+{
+    Accounts::Manager database;
+    const QScopedPointer<Accounts::Account> account(
+        Accounts::Account::fromId(&database, Accounts::AccountId(identifier)));
+    if (!account)
+        return false;
+    account->remove();
+    return account->syncAndBlock();
+}
+
+} // namespace
+
+/** Each test has an account of its own beside the one of the phone. */
+class TstAccount : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void findsTheAccountsOfAProvider();
+    void keepsSettingsOfServiceAndAccountApart();
+    void isBusyWhileItWrites();
+    void writesWhatIsSetWhileItWrites();
+    void mayGoWhileItWrites();
+    void worksWithLess_data();
+    void worksWithLess();
+    void tellsOfItsRemoval();
+    void namesItsUser();
+
+private:
+    int m_identifier = 0;
+};
+
+void TstAccount::init()
+{
+    m_identifier = runSelf(QStringLiteral("make"), 0);
+    QVERIFY(m_identifier > 0);
+}
+
+void TstAccount::cleanup()
+{
+    QVERIFY(runSelf(QStringLiteral("remove"), m_identifier) >= 0);
+}
+
+void TstAccount::findsTheAccountsOfAProvider()
+{
+    AccountManager manager;
+    const QList<int> identifiers = manager.providerAccountIdentifiers(provider);
+    QCOMPARE(identifiers.size(), 2);
+    QVERIFY(identifiers[0] < identifiers[1]);
+    QCOMPARE(identifiers[1], m_identifier);
+    QVERIFY(manager.providerAccountIdentifiers(QStringLiteral("other")).isEmpty());
+
+    Account *account = manager.account(m_identifier);
+    QVERIFY(account);
+    QCOMPARE(manager.account(m_identifier), account);
+    delete account;
+    QVERIFY(manager.account(m_identifier));
+    for (const int identifier : {4711, -1, 0}) // zero would make a new one
+        QVERIFY(!manager.account(identifier));
+}
+
+void TstAccount::keepsSettingsOfServiceAndAccountApart()
+{
+    {
+        AccountManager manager;
+        Account *account = manager.account(m_identifier);
+        account->setConfigurationValue(service, flag, true);
+        account->setConfigurationValue(QString(), QStringLiteral("number"), 7);
+        account->setConfigurationValue(QStringLiteral("no-such-service"), flag, true);
+        QVERIFY(!account->configurationValues(QString()).contains(flag));
+        account->enableWithService(service);
+        account->enableWithService(QStringLiteral("no-such-service"));
+        QVERIFY(!account->enabled());
+        account->setEnabled(true);
+        account->sync();
+        QTRY_COMPARE(account->status(), Account::StatusSynced);
+    }
+    AccountManager manager;
+    Account *account = manager.account(m_identifier);
+    QCOMPARE(account->status(), Account::StatusInitialized);
+    QCOMPARE(account->configurationValues(service).value(flag), QVariant(true));
+    QVERIFY(!account->configurationValues(service).contains(QStringLiteral("number")));
+    QVERIFY(!account->configurationValues(QString()).contains(flag));
+    QCOMPARE(account->configurationValues(QString()).value(QStringLiteral("number")), QVariant(7));
+    QVERIFY(account->configurationValues(QStringLiteral("no-such-service")).isEmpty());
+    QVERIFY(account->enabled());
+    QVERIFY(account->isEnabledWithService(service));
+    QVERIFY(!account->isEnabledWithService(QStringLiteral("no-such-service")));
+}
+
+void TstAccount::isBusyWhileItWrites()
+{
+    AccountManager manager;
+    Account *account = manager.account(m_identifier);
+    const StatusRecord record(account);
+    account->setEnabled(true);
+    account->sync();
+    QCOMPARE(record.statuses, QList<int>{Account::StatusSyncing});
+    QTRY_COMPARE(record.statuses, written);
+
+    account->sync(); // also with nothing to write
+    QTRY_COMPARE(record.statuses, written + written);
+}
+
+void TstAccount::writesWhatIsSetWhileItWrites()
+{
+    QScopedPointer<AccountManager> manager(new AccountManager);
+    Account *account = manager->account(m_identifier);
+    const StatusRecord record(account);
+    account->setConfigurationValue(service, QStringLiteral("first"), 1);
+    account->sync();
+    account->setConfigurationValue(service, QStringLiteral("second"), 2);
+    account->sync();
+    QTRY_COMPARE(record.statuses, written);
+
+    manager.reset();
+    manager.reset(new AccountManager);
+    const QVariantMap values = manager->account(m_identifier)->configurationValues(service);
+    QCOMPARE(values.value(QStringLiteral("first")), QVariant(1));
+    QCOMPARE(values.value(QStringLiteral("second")), QVariant(2));
+}
+
+void TstAccount::mayGoWhileItWrites()
+{
+    {
+        AccountManager manager;
+        manager.account(m_identifier)->setEnabled(true);
+        manager.account(m_identifier)->sync();
+    }
+    AccountManager manager;
+    Account *account = manager.account(m_identifier);
+    account->setConfigurationValue(service, flag, true);
+    account->sync();
+    delete account;
+    account = manager.account(m_identifier);
+    account->setConfigurationValue(service, QStringLiteral("later"), true);
+    account->sync();
+    QTRY_COMPARE(account->status(), Account::StatusSynced);
+}
+
+void TstAccount::worksWithLess_data()
+{
+    QTest::addColumn<QByteArray>("variable");
+    QTest::addColumn<QString>("value");
+
+    QTest::newRow("without a bus")
+        << QByteArray("DBUS_SESSION_BUS_ADDRESS") << QStringLiteral("unix:path=/nowhere");
+    QTest::newRow("without GLib's main loop") << QByteArray("QT_NO_GLIB") << QStringLiteral("1");
+}
+
+void TstAccount::worksWithLess()
+{
+    QFETCH(QByteArray, variable);
+    QFETCH(QString, value);
+    QCOMPARE(runSelf(QStringLiteral("write"), m_identifier, variable, value), EXIT_SUCCESS);
+    AccountManager manager;
+    QCOMPARE(manager.account(m_identifier)
+                 ->configurationValues(service)
+                 .value(QStringLiteral("elsewhere")),
+             QVariant(true));
+}
+
+void TstAccount::tellsOfItsRemoval()
+{
+    AccountManager manager;
+    QPointer<Account> account = manager.account(m_identifier);
+    const StatusRecord record(account);
+    QCOMPARE(runSelf(QStringLiteral("remove"), m_identifier), EXIT_SUCCESS);
+
+    QTRY_COMPARE(record.statuses, QList<int>{Account::StatusDeleted});
+    QVERIFY(!manager.account(m_identifier));
+    QVERIFY(!manager.providerAccountIdentifiers(provider).contains(m_identifier));
+    account->sync();
+    account->signOut(QStringLiteral("Orvik"), QStringLiteral("Orvik"));
+    QCOMPARE(account->status(), Account::StatusDeleted);
+    account->deleteLater();
+    QTRY_VERIFY(!account);
+}
+
+void TstAccount::namesItsUser()
+{
+    AccountManager manager;
+    Account *account = manager.account(m_identifier);
+    QCOMPARE(account->defaultCredentialsUserName(), QStringLiteral("ada@example"));
+    account->setConfigurationValue(QString(), userNameKey, QStringLiteral("ada"));
+    account->sync();
+    QTRY_COMPARE(account->status(), Account::StatusSynced);
+    QCOMPARE(account->defaultCredentialsUserName(), QStringLiteral("ada"));
+}
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const QString mode = QCoreApplication::arguments().value(1);
+    const int identifier = QCoreApplication::arguments().value(2).toInt();
+    if (mode == QLatin1String("make"))
+        return makeAccount();
+    if (mode == QLatin1String("write"))
+        return writeElsewhere(identifier) ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (mode == QLatin1String("remove"))
+        return removeAccount(identifier) ? EXIT_SUCCESS : EXIT_FAILURE;
+    TstAccount test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_account.moc"

@@ -1,0 +1,201 @@
+#include "logcapture.h"
+#include "servertranscript.h"
+
+#include "store/requestproxy.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+class TstServerFailures : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void messages();
+    void credentialsAfterUnauthorized();
+    void lostReply();
+    void managerReplacedInsideMessage();
+    void developerMode_data();
+    void developerMode();
+};
+
+void TstServerFailures::messages()
+{
+    struct Row
+    {
+        QNetworkReply::NetworkError error;
+        const char *message; // empty: none
+        const char *errorText = "server replied";
+        const char *body = "";
+    };
+    static constexpr char notAvailable[] = "orvik-store-no-error_server_not_available";
+    static constexpr char noContent[] = "orvik-store-no-error_content_not_available";
+    static constexpr char general[] = "orvik-store-no-error_general_server_error";
+    static constexpr char invalidCover[] = "orvik-store-no-error_bkp_invalid";
+    static constexpr char foreignCover[] = "orvik-store-no-error_bkp_already_activated";
+    static constexpr char coverText[] = "Error transferring https://x/backplate/17/";
+    static constexpr char inUse[] = "\"Already activated for different account\"";
+    const Row rows[] = {
+        {QNetworkReply::ConnectionRefusedError, notAvailable},
+        {QNetworkReply::RemoteHostClosedError, notAvailable},
+        {QNetworkReply::HostNotFoundError, ""},
+        {QNetworkReply::TimeoutError, notAvailable},
+        {QNetworkReply::OperationCanceledError, general},
+        {QNetworkReply::SslHandshakeFailedError, general},
+        {QNetworkReply::UnknownNetworkError, noContent},
+        {QNetworkReply::ContentAccessDenied, noContent},
+        {QNetworkReply::ContentOperationNotPermittedError, general},
+        {QNetworkReply::ContentNotFoundError, ""},
+        {QNetworkReply::ContentNotFoundError, invalidCover, coverText},
+        {QNetworkReply::ContentNotFoundError, "", "backplate", "/backplate/"},
+        {QNetworkReply::AuthenticationRequiredError, ""},
+        {QNetworkReply::UnknownContentError, general},
+        {QNetworkReply::UnknownContentError, foreignCover, "", inUse},
+        {QNetworkReply::UnknownContentError, general, coverText},
+        {QNetworkReply::UnknownContentError, general, "",
+         "Already activated for different account"},
+        {QNetworkReply::UnknownContentError, general, "",
+         "\"already activated for different account\""},
+        {QNetworkReply::UnknownContentError, general, "",
+         "\"Already activated for different account\"\n"},
+        {QNetworkReply::ContentAccessDenied, noContent, "", inUse},
+        {QNetworkReply::InternalServerError, general},
+        {QNetworkReply::ServiceUnavailableError, general},
+    };
+    ServerTranscript transcript;
+    std::vector<std::unique_ptr<ScriptedNetwork>> networks;
+    QJsonObject expected; // URL to message
+    for (const Row &row : rows) {
+        ScriptedAnswer answer;
+        answer.error = row.error;
+        answer.errorText = QString::fromLatin1(row.errorText);
+        answer.body = row.body;
+        networks.push_back(std::make_unique<ScriptedNetwork>(QVector{answer}));
+        const QString url = QStringLiteral("https://x/%1?a=b c").arg(networks.size());
+        expected.insert(url, QString::fromLatin1(row.message));
+        transcript.follow(networks.back().get(), SLOT(slotRequestFinished()))
+            ->get(QNetworkRequest(QUrl(url)));
+    }
+    const auto failures = [&transcript] {
+        return std::count_if(transcript.entries.cbegin(), transcript.entries.cend(),
+                             [](const QJsonValue &entry) {
+                                 return entry.toObject().contains(QLatin1String("finished"));
+                             });
+    };
+    QTRY_COMPARE(int(failures()), int(std::size(rows)));
+    // For each request: the message where there is one, the failure, the end.
+    QJsonObject seen;
+    QString message;
+    QString url;
+    for (const QJsonValue &value : qAsConst(transcript.entries)) {
+        const QJsonObject entry = value.toObject();
+        if (entry.contains(QLatin1String("error"))) {
+            QVERIFY(message.isEmpty());
+            message = entry[QLatin1String("error")].toString();
+        } else if (entry.contains(QLatin1String("failure"))) {
+            url = entry[QLatin1String("failure")].toString();
+            seen.insert(url, message);
+            message.clear();
+        } else {
+            QVERIFY(!url.isEmpty());
+            url.clear();
+        }
+    }
+    QCOMPARE(seen, expected);
+}
+
+void TstServerFailures::credentialsAfterUnauthorized()
+{
+    ServerTranscript transcript;
+    ScriptedAnswer answer;
+    answer.error = QNetworkReply::AuthenticationRequiredError;
+    ScriptedNetwork network({answer});
+    QSignalSpy failure(&transcript.server, &Store::Server::failure);
+    transcript.follow(&network, SLOT(slotRequestFinished()))
+        ->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+    QVERIFY(failure.wait());
+    QCOMPARE(transcript.server.accountState(), AccountState::NeedsUpdate);
+}
+
+void TstServerFailures::lostReply()
+{
+    ServerTranscript transcript;
+    ScriptedAnswer answer;
+    answer.error = QNetworkReply::TimeoutError;
+    auto network = std::make_unique<ScriptedNetwork>(QVector{answer});
+    const QPointer<Store::RequestProxy> proxy =
+        transcript.follow(network.get(), SLOT(slotRequestFinished()));
+    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/lost"))));
+    QTRY_VERIFY(network->latest->isFinished());
+    network.reset();
+    QTRY_VERIFY(!proxy);
+    QCOMPARE(transcript.entries,
+             (QJsonArray{QJsonObject{{QStringLiteral("failure"), QStringLiteral("https://x/lost")}},
+                         QJsonObject{{QStringLiteral("finished"), true}}}));
+}
+
+void TstServerFailures::managerReplacedInsideMessage()
+{
+    ServerTranscript transcript;
+    ScriptedAnswer answer;
+    answer.error = QNetworkReply::ContentAccessDenied;
+    auto network = std::make_unique<ScriptedNetwork>(QVector{answer});
+    const QPointer<Store::RequestProxy> proxy =
+        transcript.follow(network.get(), SLOT(slotRequestFinished()));
+    connect(&transcript.server, &Store::Server::error, this, [&network, &transcript] {
+        network.reset();
+        QMetaObject::invokeMethod(&transcript.server, "slotOnlineStateChanged", Q_ARG(bool, true));
+    });
+    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+    QTRY_VERIFY(!proxy);
+    QCOMPARE(transcript.entries.size(), 3);
+}
+
+void TstServerFailures::developerMode_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("log");
+    QTest::addColumn<bool>("reported");
+
+    const QString failed = QStringLiteral("Developer Mode registration failed. ");
+    QTest::newRow("200") << 200 << QStringLiteral("Developer Mode registered") << true;
+    QTest::newRow("201") << 201 << QString() << false;
+    QTest::newRow("401") << 401 << failed + QStringLiteral("Unauthenticated user.") << false;
+    QTest::newRow("404") << 404 << failed + QStringLiteral("Device UID not found.") << false;
+    QTest::newRow("409") << 409 << failed + QStringLiteral("Unspecified server error.") << false;
+    QTest::newRow("500") << 500 << QString() << false;
+}
+
+void TstServerFailures::developerMode()
+{
+    QFETCH(int, status);
+    QFETCH(QString, log);
+    QFETCH(bool, reported);
+    ServerTranscript transcript;
+    ScriptedAnswer answer;
+    answer.status = status;
+    if (status >= 400)
+        answer.error = QNetworkReply::UnknownContentError;
+    ScriptedNetwork network({answer});
+    const std::unique_ptr<Store::RequestProxy> proxy(transcript.follow(
+        &network, SLOT(slotDeveloperModeResponse()), SLOT(slotDeveloperModeResponse())));
+    QSignalSpy read(proxy.get(),
+                    status >= 400 ? &Store::RequestProxy::error
+                                  : &Store::RequestProxy::replyFinished);
+    const LogCapture capture;
+    proxy->setQuiet(true);
+    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+    QVERIFY(read.wait());
+    QCOMPARE(LogCapture::lines("Developer Mode"), log.isEmpty() ? QStringList() : QStringList{log});
+    // The request isn't ended, whatever the answer.
+    QJsonArray expected;
+    if (reported)
+        expected.append(QJsonObject{{QStringLiteral("developerMode"), true}});
+    QCOMPARE(transcript.entries, expected);
+}
+
+QTEST_GUILESS_MAIN(TstServerFailures)
+#include "tst_serverfailures.moc"
