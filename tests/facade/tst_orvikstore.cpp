@@ -1,0 +1,830 @@
+#include "orvikstore.h"
+
+#include "logcapture.h"
+#include "platform/account.h"
+#include "platform/accountmanager.h"
+#include "simulatorclient.h"
+#include "storeimageprovider.h"
+
+#include <QImage>
+#include <QJSEngine>
+#include <QQmlEngine>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+const QString checkPath = QStringLiteral("/api/v001/application/");
+const QString tokenPath = QStringLiteral("/oauth/token");
+const QString dialogCall = QStringLiteral("dialog.openConnectionNow");
+const QString icon =
+    QStringLiteral("https://api.orvik-store.example/static/icon/dicebag/86x86.png");
+const QString localIcon = QStringLiteral("image://store/static/icon/dicebag/86x86.png");
+
+/** Takes the note away that the user has to renew the credentials. */
+bool repairAccount()
+{
+    AccountManager manager;
+    Account *account =
+        manager.account(manager.providerAccountIdentifiers(QStringLiteral("orvik")).value(0));
+    if (!account)
+        return false;
+    account->setConfigurationValue(QStringLiteral("orvik-store"),
+                                   QStringLiteral("CredentialsNeedUpdate"), false);
+    account->sync();
+    return QTest::qWaitFor([account] { return account->status() == Account::StatusSynced; });
+}
+
+} // namespace
+
+/** The facade inside a phone: account, TLS, and a simulated store that plays faults. */
+class TstOrvikStore : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** For the scene's functions. */
+    Q_INVOKABLE void note(const QString &entry);
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void connects();
+    void discoveryFails_data();
+    void discoveryFails();
+    void connectsWhenTheNetworkComes();
+    void signInFails_data();
+    void signInFails();
+    void renewalLeavesReadyAlone();
+    void refusedDuringARenewal();
+    void anyFailureEndsConnecting();
+    void needsNobodyBeforeItIsReady();
+
+    void recordsAreFetchedOnce_data();
+    void recordsAreFetchedOnce();
+    void localRecords();
+    void resolvesPackages_data();
+    void resolvesPackages();
+    void resolvingSurvivesFaults();
+    void reviews();
+    void backCovers();
+    void installedApplications();
+
+    void localImages_data();
+    void localImages();
+    void oneFetchServesAll();
+    void failedImages_data();
+    void failedImages();
+    void failedImageMayBeAskedForAgain();
+    void cancelledCallbacks();
+    void callbackOfAnEngineThatHasGone();
+    void scaledImages();
+
+    void osUpdate_data();
+    void osUpdate();
+    void osUpdateChecksAreNotDoubled();
+    void missingDetailsBlockChecks();
+
+private:
+    [[nodiscard]] bool connectStore();
+    [[nodiscard]] QString resolve(const QString &packageName);
+    [[nodiscard]] int requests(const QString &path);
+    void playFault(const QString &path, const QJsonObject &fault);
+    QJSValue function(const QString &name);
+    [[nodiscard]] QString takeNotes();
+
+    std::unique_ptr<QTemporaryDir> m_cache;
+    std::unique_ptr<SimulatorClient> m_simulator;
+    std::unique_ptr<SimulatorClient> m_services;
+    std::unique_ptr<StoreImageProvider> m_images;
+    std::unique_ptr<OrvikStore> m_store;
+    std::unique_ptr<QJSEngine> m_engine;
+    QStringList m_notes;
+    QList<int> m_states; // that the connection has gone through
+};
+
+void TstOrvikStore::init()
+{
+    m_cache = std::make_unique<QTemporaryDir>();
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_cache->path()));
+    m_simulator = std::make_unique<SimulatorClient>(QStringLiteral("Store"));
+    m_services = std::make_unique<SimulatorClient>(QStringLiteral("Services"));
+    m_simulator->command(QStringLiteral("reset"));
+    m_services->command(QStringLiteral("reset"));
+    QVERIFY(repairAccount());
+    m_images = std::make_unique<StoreImageProvider>();
+    m_store = std::make_unique<OrvikStore>(m_images.get(), nullptr);
+    m_states.clear();
+    connect(m_store.get(), &OrvikStore::connectionStateChanged, this,
+            [this] { m_states.append(m_store->connectionState()); });
+    m_engine = std::make_unique<QJSEngine>();
+    QQmlEngine::setObjectOwnership(this, QQmlEngine::CppOwnership);
+    m_engine->globalObject().setProperty(QStringLiteral("test"), m_engine->newQObject(this));
+    m_engine->globalObject().setProperty(
+        QStringLiteral("store"),
+        (QQmlEngine::setObjectOwnership(m_store.get(), QQmlEngine::CppOwnership),
+         m_engine->newQObject(m_store.get())));
+    m_notes.clear();
+}
+
+void TstOrvikStore::cleanup()
+{
+    m_store.reset();
+    m_engine.reset();
+    m_images.reset();
+}
+
+bool TstOrvikStore::connectStore()
+{
+    m_store->tryConnect();
+    const bool connected =
+        QTest::qWaitFor([this] { return m_store->connectionState() == OrvikStore::Ready; }, 20000);
+    m_simulator->clearLog();
+    return connected;
+}
+
+/** The uuid of a package's application, which is cached then. */
+QString TstOrvikStore::resolve(const QString &packageName)
+{
+    QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
+    m_store->resolvePackage(packageName);
+    if (resolved.isEmpty())
+        resolved.wait();
+    return resolved.value(0).value(1).toString();
+}
+
+/** How many requests the store has got for a path that begins so. */
+int TstOrvikStore::requests(const QString &path)
+{
+    int count = 0;
+    const QJsonArray entries = m_simulator->entries(QStringLiteral("request"));
+    for (const QJsonValue &entry : entries)
+        count += entry.toObject()[QLatin1String("path")].toString().startsWith(path) ? 1 : 0;
+    return count;
+}
+
+void TstOrvikStore::playFault(const QString &path, const QJsonObject &fault)
+{
+    QJsonObject arguments = fault;
+    arguments.insert(QStringLiteral("path"), path);
+    m_simulator->command(QStringLiteral("fault"), arguments);
+}
+
+QJSValue TstOrvikStore::function(const QString &name)
+{
+    return m_engine->evaluate(
+        QStringLiteral("(function(ok, url) { test.note('%1 ' + ok + ' ' + url); })").arg(name));
+}
+
+void TstOrvikStore::note(const QString &entry)
+{
+    m_notes.append(entry);
+}
+
+QString TstOrvikStore::takeNotes()
+{
+    const QString notes = m_notes.join(QLatin1Char('\n'));
+    m_notes.clear();
+    return notes;
+}
+
+void TstOrvikStore::connects()
+{
+    QSignalSpy users(m_store.get(), &OrvikStore::userReceived);
+    QSignalSpy accounts(m_store.get(), &OrvikStore::accountStateChanged);
+    QVERIFY(connectStore());
+    QCOMPARE(m_states,
+             QList<int>({OrvikStore::Authorizing, OrvikStore::Authorized, OrvikStore::Connecting,
+                         OrvikStore::Ready}));
+    QVERIFY(accounts.size() >= 2);
+    QCOMPARE(m_store->accountState(), AccountState::SignedIn);
+    QVERIFY(!m_store->user().isEmpty());
+    QCOMPARE(users.value(0).value(0).toString(), m_store->user());
+    QCOMPARE(m_store->userData(m_store->user()).isEmpty(), false);
+
+    // The top level comes in the store's order; "All" has no parent at all.
+    QCOMPARE(m_store->categories(QStringLiteral("0")).mid(0, 2),
+             QStringList({m_store->storeCategory(), m_store->marketPlacesCategory()}));
+    QCOMPARE(m_store->categories(QString()).size(), 1);
+    QCOMPARE(m_store->categoryName(m_store->storeCategory()), QStringLiteral("Orvik essentials"));
+    QCOMPARE(m_store->categoryName(QStringLiteral("unknown")), QStringLiteral("unknown"));
+
+    m_states.clear();
+    m_store->tryConnect();
+    QVERIFY(m_states.isEmpty());
+    // What was sent before is on record by then.
+    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    QCOMPARE(requests(QStringLiteral("/")), 1);
+}
+
+void TstOrvikStore::discoveryFails_data()
+{
+    QTest::addColumn<QString>("path");
+
+    QTest::newRow("endpoints") << "/api/v001/?";
+    QTest::newRow("search endpoint") << "/api/search/";
+    QTest::newRow("categories") << "/api/v001/category/";
+}
+
+void TstOrvikStore::discoveryFails()
+{
+    QFETCH(const QString, path);
+
+    playFault(QStringLiteral("^") + path + QStringLiteral("$"),
+              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::ServerError, 20000);
+    QCOMPARE(m_states,
+             QList<int>({OrvikStore::Authorizing, OrvikStore::Authorized, OrvikStore::Connecting,
+                         OrvikStore::ServerError}));
+    m_simulator->command(QStringLiteral("clear-faults"));
+    m_states.clear();
+    QVERIFY(connectStore());
+    QCOMPARE(m_states, QList<int>({OrvikStore::Connecting, OrvikStore::Ready}));
+}
+
+void TstOrvikStore::connectsWhenTheNetworkComes()
+{
+    QSignalSpy online(m_store.get(), &OrvikStore::onlineStatusChanged);
+    QTRY_VERIFY(m_store->isOnline());
+    const auto setNetwork = [this, &online](bool isOnline) {
+        online.clear();
+        m_services->command(QStringLiteral("connman"),
+                            {{QStringLiteral("state"),
+                              isOnline ? QStringLiteral("online") : QStringLiteral("idle")}});
+        return (!online.isEmpty() || online.wait()) && m_store->isOnline() == isOnline;
+    };
+    // A network that comes finds nobody who has asked for anything.
+    QVERIFY(setNetwork(false));
+    QVERIFY(setNetwork(true));
+    QVERIFY(m_states.isEmpty());
+
+    QVERIFY(setNetwork(false));
+    m_services->clearLog();
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Authorized, 20000);
+    QVERIFY(!m_services
+                 ->waitFor([](const QJsonObject &entry) {
+                     return QString::fromUtf8(QJsonDocument(entry).toJson())
+                         .contains(QLatin1String("openConnectionNow"));
+                 })
+                 .isEmpty());
+    QCOMPARE(m_states, QList<int>({OrvikStore::Authorizing, OrvikStore::Authorized}));
+    QVERIFY(setNetwork(true));
+    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
+
+    // Ready outlives the network.
+    m_states.clear();
+    QVERIFY(setNetwork(false));
+    QVERIFY(setNetwork(true));
+    QVERIFY(m_states.isEmpty());
+}
+
+void TstOrvikStore::signInFails_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<bool>("isOnline");
+    QTest::addColumn<AccountState::State>("account");
+
+    QTest::newRow("no way to the store") << 503 << true << AccountState::NetworkError;
+    QTest::newRow("no network at all") << 503 << false << AccountState::NetworkError;
+    QTest::newRow("refused for good") << 401 << true << AccountState::NeedsUpdate;
+}
+
+void TstOrvikStore::signInFails()
+{
+    QFETCH(const int, status);
+    QFETCH(const bool, isOnline);
+
+    QTRY_VERIFY(m_store->isOnline());
+    if (!isOnline)
+        m_services->command(QStringLiteral("connman"),
+                            {{QStringLiteral("state"), QStringLiteral("idle")}});
+    QTRY_COMPARE(m_store->isOnline(), isOnline);
+    playFault(
+        tokenPath,
+        {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), status}});
+    QSignalSpy signUp(m_store.get(), &OrvikStore::signUpRequired);
+    QSignalSpy accounts(m_store.get(), &OrvikStore::accountStateChanged);
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(signUp.size(), 1, 20000);
+    QTEST(m_store->accountState(), "account");
+    QCOMPARE(m_states, QList<int>({OrvikStore::Authorizing, OrvikStore::Unauthorized}));
+    QCOMPARE(accounts.size(), 2);
+    QCOMPARE(m_services->waitForKind(dialogCall, isOnline ? 0 : 10000).isEmpty(), isOnline);
+
+    // The same state is told again.
+    m_states.clear();
+    QVERIFY(QMetaObject::invokeMethod(m_store.get(), "slotAccountStateChanged"));
+    QCOMPARE(m_states, QList<int>({OrvikStore::Unauthorized}));
+    QCOMPARE(signUp.size(), 2);
+    QCOMPARE(accounts.size(), 3);
+}
+
+void TstOrvikStore::renewalLeavesReadyAlone()
+{
+    m_simulator->command(QStringLiteral("token"), {{QStringLiteral("expires_in"), 1}});
+    QVERIFY(connectStore());
+    const LogCapture log;
+    QSignalSpy accounts(m_store.get(), &OrvikStore::accountStateChanged);
+    m_states.clear();
+    QTRY_VERIFY(accounts.size() >= 2); // signing in and signed in
+    QVERIFY(m_states.isEmpty());
+    QCOMPARE(LogCapture::lines("Ignoring state transition").size(), accounts.size());
+}
+
+/** The user has to sign in again, and then the answer to an earlier question comes. */
+void TstOrvikStore::refusedDuringARenewal()
+{
+    m_simulator->command(QStringLiteral("token"), {{QStringLiteral("expires_in"), 1}});
+    QVERIFY(connectStore());
+    QTRY_COMPARE(m_store->accountState(), AccountState::SignedIn);
+    playFault(tokenPath,
+              {{QStringLiteral("do"), QStringLiteral("delay")}, {QStringLiteral("ms"), 500}});
+    QTRY_COMPARE(m_store->accountState(), AccountState::SigningIn);
+    m_simulator->command(QStringLiteral("token"),
+                         {{QStringLiteral("expires_in"), 1000}, {QStringLiteral("revoke"), true}});
+    const LogCapture log;
+    m_simulator->clearLog();
+    m_states.clear();
+    QSignalSpy signUp(m_store.get(), &OrvikStore::signUpRequired);
+    m_store->resolvePackage(QStringLiteral("dicebag"));
+    QTRY_COMPARE_WITH_TIMEOUT(
+        m_states, QList<int>({OrvikStore::Unauthorized, OrvikStore::Authorized}), 20000);
+    QCOMPARE(signUp.size(), 1);
+    QCOMPARE(LogCapture::lines("Unhandled state transition").size(), 1);
+    QCOMPARE(requests(QStringLiteral("/api/v001/?")), 0);
+    m_states.clear();
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(m_states, QList<int>({OrvikStore::Connecting, OrvikStore::Ready}),
+                              20000);
+}
+
+/** Also one that has nothing to do with it; who waits for an image goes on waiting. */
+void TstOrvikStore::anyFailureEndsConnecting()
+{
+    playFault(QStringLiteral("/api/"), {{QStringLiteral("do"), QStringLiteral("hang")}});
+    playFault(QStringLiteral("/static/"),
+              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Connecting, 20000);
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("a")));
+    QTRY_COMPARE(m_store->connectionState(), OrvikStore::ServerError);
+    QVERIFY(m_notes.isEmpty());
+}
+
+void TstOrvikStore::needsNobodyBeforeItIsReady()
+{
+    QSignalSpy sent(m_store.get(), &OrvikStore::reviewSent);
+    QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
+    QSignalSpy updates(m_store.get(), &OrvikStore::osUpdateInfo);
+    m_store->resolvePackage(QStringLiteral("dicebag"));
+    m_store->selectOsUpdate(QStringLiteral("1.2.3.4"));
+    m_store->activateBackplate(QStringLiteral("moss-0417"));
+    m_store->postStoreUninstalled(QStringLiteral("uuid"));
+    m_store->postStoreInstalled(QStringLiteral("uuid"));
+    QCOMPARE(m_store->installedApplications(), QSet<QString>({QStringLiteral("uuid")}));
+    for (const char *id : {"temp-0", "temp-1"}) {
+        m_store->sendReview(QString(), QStringLiteral("uuid"), QStringLiteral("text"), QString());
+        QCOMPARE(sent.takeFirst().at(0).value<Store::Review::ConstPtr>()->tempUuid,
+                 QString::fromUtf8(id));
+    }
+    QVERIFY(!m_store->like(QStringLiteral("uuid")));
+    QVERIFY(!m_store->application(QStringLiteral("uuid"))->valid);
+    QVERIFY(resolved.isEmpty());
+    QVERIFY(updates.isEmpty());
+    m_store->tryConnect();
+    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
+    const QJsonArray entries = m_simulator->entries(QStringLiteral("request"));
+    QStringList paths;
+    for (const QJsonValue &entry : entries)
+        paths.append(entry.toObject()[QLatin1String("path")].toString());
+    paths.removeAll(tokenPath);
+    QCOMPARE(paths.value(0), QStringLiteral("/api/v001/"));
+}
+
+void TstOrvikStore::recordsAreFetchedOnce_data()
+{
+    QTest::addColumn<QString>("kind");
+
+    QTest::newRow("an application") << "application";
+    QTest::newRow("a company") << "company";
+    QTest::newRow("a user") << "user";
+}
+
+void TstOrvikStore::recordsAreFetchedOnce()
+{
+    QFETCH(const QString, kind);
+
+    QVERIFY(connectStore());
+    const Store::Application::ConstPtr app =
+        m_store->application(resolve(QStringLiteral("dicebag")));
+    QVERIFY(app->valid);
+    // Another facade knows nothing of it.
+    m_store = std::make_unique<OrvikStore>(m_images.get(), nullptr);
+    QVERIFY(connectStore());
+    const auto read = [this, kind](const QString &uuid) {
+        if (kind == QLatin1String("application"))
+            return m_store->applicationData(uuid);
+        return kind == QLatin1String("company") ? m_store->companyData(uuid)
+                                                : m_store->userData(uuid);
+    };
+    const QString uuid = kind == QLatin1String("application") ? app->uuid
+        : kind == QLatin1String("company")                    ? app->company
+                                                              : app->user;
+    QVERIFY(!uuid.isEmpty());
+    QVERIFY(read(QString()).isEmpty());
+    QVERIFY(read(uuid).isEmpty());
+    QTRY_VERIFY(!read(uuid).isEmpty());
+    QCOMPARE(requests(QStringLiteral("/api/v001/%1/").arg(kind)), 1);
+}
+
+void TstOrvikStore::localRecords()
+{
+    QSignalSpy received(m_store.get(), &OrvikStore::applicationReceived);
+    QSignalSpy updated(m_store.get(), &OrvikStore::applicationUpdated);
+    QSignalSpy dataUpdated(m_store.get(), &OrvikStore::applicationDataUpdated);
+    const QString uuid =
+        m_store->makeLocalApplication(QStringLiteral("name"), QStringLiteral("1.0"),
+                                      QStringLiteral("summary"), QStringLiteral("package"));
+    QCOMPARE(uuid, QStringLiteral("local-name"));
+    QCOMPARE(received.takeFirst().at(0).toString(), uuid);
+    QCOMPARE(m_store->cachedApplicationUuid(QStringLiteral("package")), uuid);
+    const Store::Application::ConstPtr app = m_store->application(uuid);
+    QVERIFY(app->valid && !app->inStore && !app->installedOn.isValid());
+    QCOMPARE(app->icon, QStringLiteral("image://theme/icon-store-app-default"));
+
+    m_store->updateInstalledOn(uuid);
+    m_store->updateInstalledOn(QStringLiteral("unknown"));
+    QCOMPARE(updated.size(), 1);
+    QVERIFY(!app->installedOn.isValid());
+    QVERIFY(m_store->application(uuid)->installedOn.isValid());
+    QCOMPARE(m_store->application(uuid)->title, QStringLiteral("name"));
+
+    m_store->replaceApplication(app);
+    QCOMPARE(dataUpdated.size(), 1);
+    QVERIFY(received.isEmpty());
+    m_store->addApplication(Store::Application::ConstPtr::create());
+    QVERIFY(received.isEmpty());
+}
+
+void TstOrvikStore::resolvesPackages_data()
+{
+    QTest::addColumn<QString>("package");
+    QTest::addColumn<bool>("isKnown");
+
+    QTest::newRow("known") << "dicebag" << true;
+    QTest::newRow("unknown") << "no-such-package" << false;
+    QTest::newRow("odd") << QStringLiteral("a&b=c/../ä \"%1") << false;
+    QTest::newRow("empty") << "" << false;
+}
+
+void TstOrvikStore::resolvesPackages()
+{
+    QFETCH(const QString, package);
+    QFETCH(const bool, isKnown);
+
+    QVERIFY(connectStore());
+    QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
+    m_store->resolvePackage(package);
+    QVERIFY(resolved.isEmpty());
+    QVERIFY(resolved.wait());
+    QCoreApplication::processEvents();
+    QCOMPARE(resolved.size(), 1);
+    QCOMPARE(resolved[0][0].toString(), package);
+    if (package.isEmpty())
+        return; // the store takes it for any package
+    QCOMPARE(!resolved[0][1].toString().isEmpty(), isKnown);
+    if (!isKnown)
+        return;
+    // Known by now, it needs no request.
+    m_simulator->clearLog();
+    m_store->resolvePackage(package);
+    QCOMPARE(resolved.size(), 2);
+    QCOMPARE(resolved[0], resolved[1]);
+    QCOMPARE(requests(checkPath), 0);
+}
+
+void TstOrvikStore::resolvingSurvivesFaults()
+{
+    QVERIFY(connectStore());
+    QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
+    QSignalSpy errors(m_store.get(), &OrvikStore::error);
+
+    playFault(checkPath,
+              {{QStringLiteral("do"), QStringLiteral("status")},
+               {QStringLiteral("status"), 403},
+               {QStringLiteral("times"), 1}});
+    m_store->resolvePackage(QStringLiteral("dicebag"));
+    QVERIFY(errors.wait());
+    QVERIFY(resolved.isEmpty());
+    QCOMPARE(m_store->connectionState(), OrvikStore::Ready);
+
+    // Of an endless list the first page decides, and nobody asks for another one.
+    playFault(checkPath, {{QStringLiteral("do"), QStringLiteral("page-loop")}});
+    m_simulator->clearLog();
+    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    QCOMPARE(resolved.size(), 1);
+    QTRY_COMPARE(requests(checkPath), 1);
+}
+
+void TstOrvikStore::reviews()
+{
+    QVERIFY(connectStore());
+    const QString app = resolve(QStringLiteral("dicebag"));
+    QSignalSpy sent(m_store.get(), &OrvikStore::reviewSent);
+    QSignalSpy uuids(m_store.get(), &OrvikStore::reviewUuidReceived);
+    m_store->sendReview(QString(), app, QStringLiteral("good"), QStringLiteral("1.0"));
+    const auto review = sent.takeFirst().at(0).value<Store::Review::ConstPtr>();
+    QCOMPARE(review->author, m_store->user());
+    QCOMPARE(review->authorName, m_store->userName());
+    QCOMPARE(review->tempUuid, QStringLiteral("temp-0"));
+    QVERIFY(uuids.wait());
+    QCOMPARE(uuids[0][0].toString(), QStringLiteral("temp-0"));
+    const QString uuid = uuids[0][1].toString();
+    QVERIFY(!uuid.isEmpty());
+
+    m_store->sendReview(uuid, app, QStringLiteral("better"), QStringLiteral("1.0"));
+    QCOMPARE(sent.takeFirst().at(0).value<Store::Review::ConstPtr>()->tempUuid, QString());
+    QVERIFY(!m_simulator
+                 ->waitFor([](const QJsonObject &entry) {
+                     return entry[QLatin1String("method")] == QLatin1String("PUT");
+                 })
+                 .isEmpty());
+    m_store->sendReview(QString(), app, QStringLiteral("again"), QStringLiteral("1.0"));
+    QVERIFY(uuids.wait());
+    QCOMPARE(uuids.size(), 2); // the edit had nothing to tell
+    QCOMPARE(uuids[1][0].toString(), QStringLiteral("temp-1"));
+}
+
+void TstOrvikStore::backCovers()
+{
+    QVERIFY(connectStore());
+    const QString cover = QStringLiteral("moss-0417");
+    QSignalSpy received(m_store.get(), &OrvikStore::backplateActivationReceived);
+    QSignalSpy errors(m_store.get(), &OrvikStore::error);
+    m_store->activateBackplate(cover);
+    QVERIFY(received.wait());
+    m_store->activateBackplate(cover);
+    QCOMPARE(received.size(), 2);
+    QCOMPARE(received[0], received[1]);
+    QCOMPARE(requests(QStringLiteral("/api/v001/backplate/")), 1);
+    m_store->activateBackplate(QStringLiteral("no-such-cover"));
+    QVERIFY(errors.wait());
+    QCOMPARE(errors[0][0].toString(), QStringLiteral("orvik-store-no-error_bkp_invalid"));
+}
+
+void TstOrvikStore::installedApplications()
+{
+    const QJsonArray installed =
+        m_simulator
+            ->command(QStringLiteral("installed"),
+                      {{QStringLiteral("clear"), true},
+                       {QStringLiteral("push"),
+                        QJsonArray{QStringLiteral("dicebag")}}})[QLatin1String("installed")]
+            .toArray();
+    QVERIFY(connectStore());
+    const QString uuid = installed.at(0).toString();
+    QCOMPARE(m_store->installedApplications(), QSet<QString>({uuid}));
+    m_store->postStoreUninstalled(uuid);
+    QVERIFY(m_store->installedApplications().isEmpty());
+    QVERIFY(!m_simulator
+                 ->waitFor([&uuid](const QJsonObject &entry) {
+                     return entry[QLatin1String("method")] == QLatin1String("DELETE")
+                         && entry[QLatin1String("path")].toString().endsWith(uuid
+                                                                             + QLatin1Char('/'));
+                 })
+                 .isEmpty());
+}
+
+void TstOrvikStore::localImages_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("notes");
+
+    QTest::newRow("of a provider") << "image://theme/x"
+                                   << "a true image://theme/x";
+    QTest::newRow("a path") << "/tmp/x"
+                            << "a true /tmp/x";
+    QTest::newRow("a file") << "file:///tmp/x"
+                            << "a true file:///tmp/x";
+    QTest::newRow("none") << ""
+                          << "a false ";
+    QTest::newRow("an unknown set") << "scaled://none"
+                                    << "a false ";
+}
+
+void TstOrvikStore::localImages()
+{
+    QFETCH(const QString, url);
+    QFETCH(const QString, notes);
+    m_store->loadStoreImage(url, 10, 10, function(QStringLiteral("a")));
+    QCOMPARE(takeNotes(), notes);
+}
+
+void TstOrvikStore::oneFetchServesAll()
+{
+    QVERIFY(connectStore());
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("first")));
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("second")));
+    QVERIFY(m_notes.isEmpty());
+    QTRY_COMPARE(m_notes.size(), 2);
+    QCOMPARE(takeNotes(), QStringLiteral("second true %1\nfirst true %1").arg(localIcon));
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("third")));
+    QCOMPARE(takeNotes(), QStringLiteral("third true ") + localIcon);
+    QCOMPARE(requests(QStringLiteral("/static/")), 1);
+    QSize size;
+    QVERIFY(!m_images->requestImage(QStringLiteral("static/icon/dicebag/86x86.png"), &size, {})
+                 .isNull());
+    QCOMPARE(size, QSize(86, 86));
+}
+
+void TstOrvikStore::failedImages_data()
+{
+    QTest::addColumn<QString>("url");
+
+    QTest::newRow("in full") << icon;
+    QTest::newRow("relative to the store") << "static/icon/dicebag/86x86.png";
+    QTest::newRow("in need of encoding")
+        << "https://api.orvik-store.example/static/icon/a b ä%20.png?x=1";
+}
+
+void TstOrvikStore::failedImages()
+{
+    QFETCH(const QString, url);
+
+    QVERIFY(connectStore());
+    playFault(QStringLiteral("/static/"),
+              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
+    m_store->loadStoreImage(url, 86, 86, function(QStringLiteral("a")));
+    m_store->loadStoreImage(url, 86, 86, function(QStringLiteral("b")));
+    QTRY_COMPARE(m_notes.size(), 2);
+    QVERIFY(m_notes[0].startsWith(QLatin1String("b false image://store/static/icon/")));
+    QVERIFY(m_notes[1].startsWith(QLatin1String("a false image://store/static/icon/")));
+    QCOMPARE(m_store->connectionState(), OrvikStore::Ready);
+}
+
+void TstOrvikStore::failedImageMayBeAskedForAgain()
+{
+    QVERIFY(connectStore());
+    playFault(QStringLiteral("/static/"),
+              {{QStringLiteral("do"), QStringLiteral("status")},
+               {QStringLiteral("status"), 404},
+               {QStringLiteral("times"), 1}});
+    m_store->loadStoreImage(
+        icon, 86, 86,
+        m_engine->evaluate(QStringLiteral("(function(ok, url) { test.note('a ' + ok);"
+                                          " store.loadStoreImage('%1', 86, 86, function(ok, url) {"
+                                          " test.note('again ' + ok); }); })")
+                               .arg(icon)));
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("b")));
+    QTRY_COMPARE(m_notes.size(), 3);
+    QCOMPARE(m_notes[2], QStringLiteral("again true"));
+}
+
+void TstOrvikStore::cancelledCallbacks()
+{
+    QVERIFY(connectStore());
+    const QJSValue first = function(QStringLiteral("first"));
+    const QJSValue second = function(QStringLiteral("second"));
+    m_store->loadStoreImage(icon, 86, 86, first);
+    m_store->loadStoreImage(icon, 86, 86, second);
+    m_store->cancelStoreImageCallback(first);
+    QTRY_COMPARE(m_notes.size(), 1);
+    QCOMPARE(takeNotes(), QStringLiteral("second true ") + localIcon);
+
+    // The last one's end leaves the fetch alone.
+    const QString other = QString(icon).replace(QLatin1String("86x86"), QLatin1String("90x90"));
+    m_store->loadStoreImage(other, 90, 90, first);
+    m_store->cancelStoreImageCallback(first);
+    QTRY_VERIFY(m_images->containsImage(
+        QString(localIcon).replace(QLatin1String("86x86"), QLatin1String("90x90"))));
+    QCOMPARE(takeNotes(), QString());
+}
+
+void TstOrvikStore::callbackOfAnEngineThatHasGone()
+{
+    QVERIFY(connectStore());
+    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("a")));
+    m_store->loadStoreImage(icon + QStringLiteral("?b"), 86, 86, function(QStringLiteral("b")));
+    m_engine = std::make_unique<QJSEngine>();
+    m_store->cancelStoreImageCallback(m_engine->evaluate(QStringLiteral("(function() {})")));
+    QTRY_VERIFY(m_images->containsImage(localIcon));
+    QVERIFY(m_notes.isEmpty());
+}
+
+void TstOrvikStore::scaledImages()
+{
+    QVERIFY(connectStore());
+    const Store::Application::ConstPtr app =
+        m_store->application(resolve(QStringLiteral("dicebag")));
+    QVERIFY(app->icon.startsWith(QLatin1String("scaled://")));
+    const QString url = m_store->scaledImageUrl(app->icon, 86, 86);
+    QVERIFY2(url.contains(QLatin1String("/static/icon/dicebag/")), qPrintable(url));
+    QCOMPARE(m_store->scaledImageUrl(url, 1, 1), url);
+    m_store->loadStoreImage(app->icon, 86, 86, function(QStringLiteral("a")));
+    QTRY_COMPARE(m_notes.size(), 1);
+    QCOMPARE(takeNotes(), QStringLiteral("a true image://store") + QUrl(url).path());
+}
+
+void TstOrvikStore::osUpdate_data()
+{
+    QTest::addColumn<QJsonObject>("offer");
+    QTest::addColumn<QString>("outcome"); // each status with its number, each offer's version
+    QTest::addColumn<int>("requestCount");
+
+    const QString offered = QStringLiteral("version");
+    const QString shown = QStringLiteral("info_version");
+    const QString current = QStringLiteral("3.2.1.20");
+    const QString newer = QStringLiteral("3.4.0.7");
+    QTest::newRow("nothing on offer") << QJsonObject() << "status 2, status 1, offer ''" << 1;
+    QTest::newRow("what runs already")
+        << QJsonObject{{offered, current}} << "status 2, status 1, offer ''" << 1;
+    // The list of versions ends before the details have come.
+    QTest::newRow("a newer one") << QJsonObject{{offered, newer}}
+                                 << "status 2, status 1, offer '', offer '3.4.0.7', status 3" << 2;
+    QTest::newRow("an older one is another one")
+        << QJsonObject{{offered, QStringLiteral("1.0.0.1")}}
+        << "status 2, status 1, offer '', offer '1.0.0.1', status 3" << 2;
+    QTest::newRow("in the form of a package")
+        << QJsonObject{{offered, newer}, {shown, QStringLiteral("3.4.0-7.0")}}
+        << "status 2, status 1, offer '', offer '3.4.0.7', status 3" << 2;
+    QTest::newRow("without details")
+        << QJsonObject{{offered, newer}, {QStringLiteral("info"), false}}
+        << "status 2, status 1, offer ''" << 2;
+}
+
+void TstOrvikStore::osUpdate()
+{
+    QFETCH(const QJsonObject, offer);
+    QFETCH(const QString, outcome);
+    QFETCH(const int, requestCount);
+
+    m_simulator->command(QStringLiteral("osupdate"), offer);
+    m_store->setOsVersion(QStringLiteral("3.2.1.20"));
+    QVERIFY(connectStore());
+    QStringList seen;
+    connect(m_store.get(), &OrvikStore::osUpdateStatusChanged, this, [this, &seen] {
+        seen.append(QStringLiteral("status %1").arg(int(m_store->osUpdateStatus())));
+    });
+    connect(m_store.get(), &OrvikStore::osUpdateInfo, this, [&seen](const OsInfo &info) {
+        seen.append(QStringLiteral("offer '%1'").arg(info.version));
+        QVERIFY(info.lastChecked.isValid());
+        QCOMPARE(info.downloadSize, info.version.isEmpty() ? 0 : -1);
+        QCOMPARE(info.installSize + info.removeSize, 0);
+        QCOMPARE(info.codeName.isEmpty(), info.version.isEmpty());
+    });
+    m_store->checkForOsUpdate();
+    QTRY_COMPARE(seen.join(QStringLiteral(", ")), outcome);
+    QTRY_COMPARE(requests(checkPath), requestCount);
+    // What was on its way has come in by then.
+    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    QCOMPARE(seen.join(QStringLiteral(", ")), outcome);
+    QCOMPARE(requests(checkPath), requestCount + 1);
+}
+
+void TstOrvikStore::osUpdateChecksAreNotDoubled()
+{
+    QVERIFY(connectStore());
+    QSignalSpy infos(m_store.get(), &OrvikStore::osUpdateInfo);
+    playFault(checkPath, {{QStringLiteral("do"), QStringLiteral("page-loop")}});
+    m_store->checkForOsUpdate();
+    m_store->checkForOsUpdate();
+    QVERIFY(infos.wait());
+    QCOMPARE(requests(checkPath), 1);
+    // A further page ends the check, which leaves the next one free to run.
+    m_store->checkForOsUpdate();
+    QVERIFY(infos.wait());
+    QCOMPARE(requests(checkPath), 2);
+    QCOMPARE(m_store->osUpdateStatus(), OrvikStore::OsUpToDate);
+}
+
+/** The details of a release never come while the check still runs: it is the last one. */
+void TstOrvikStore::missingDetailsBlockChecks()
+{
+    QVERIFY(connectStore());
+    playFault(QStringLiteral("^.*version-checkv2-.*"),
+              {{QStringLiteral("do"), QStringLiteral("hang")}});
+    m_store->checkForOsUpdate();
+    QSignalSpy status(m_store.get(), &OrvikStore::osUpdateStatusChanged);
+    QSignalSpy offers(m_store.get(), &OrvikStore::osUpdateInfo);
+    QSignalSpy errors(m_store.get(), &OrvikStore::error);
+    m_store->selectOsUpdate(QStringLiteral("9.9.9.9"));
+    QVERIFY(errors.wait());
+    QCOMPARE(errors[0][0].toString(), QStringLiteral("orvik-store-no-error_os_update_info_failed"));
+    QCOMPARE(offers.size(), 1);
+    QCOMPARE(offers[0][0].value<OsInfo>().version, QString());
+    QCOMPARE(status.size(), 1);
+    QCOMPARE(m_store->osUpdateStatus(), OrvikStore::OsUpdateChecking);
+    m_store->checkForOsUpdate();
+    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    QCOMPARE(requests(checkPath), 3); // both of before and this one
+    QCOMPARE(status.size(), 1);
+}
+
+QTEST_GUILESS_MAIN(TstOrvikStore)
+#include "tst_orvikstore.moc"

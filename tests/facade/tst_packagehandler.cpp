@@ -1,0 +1,657 @@
+#include "handlerjournal.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+class TstPackageHandler : public HandlerTest
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void listGoesFirst();
+    void nextJobWaitsForFinished();
+    void jobsWithoutTransactionAreSkipped();
+    void outcome_data();
+    void outcome();
+    void eachInstallHasItsVersion();
+    void callbackOfAnEngineThatHasGone();
+
+    void cancelPending_data();
+    void cancelPending();
+    void cancelPendingTakesOneJob();
+    void missingRepositoriesDropTheQueue();
+
+    void listOnlyAdds();
+    void listIsSealedByTheOneBefore();
+    void listAnswersPendingChecks_data();
+    void listAnswersPendingChecks();
+    void applicationState_data();
+    void applicationState();
+    void applicationStateName();
+    void knownPackages();
+    void packagesForAccountType();
+
+    void filesOfPackages();
+    void overlappingQuestions();
+    void overlappingRemovals();
+    void uninstallByDesktopFile_data();
+    void uninstallByDesktopFile();
+    void androidApplications();
+
+private:
+    /** @param packages with blanks between them. */
+    void setInstalled(const char *packages);
+    /** Each removal waits for the one before. */
+    void uninstall(const char *package) { m_handler->uninstall(text(package), false); }
+    [[nodiscard]] QStringList starts();
+    QString writeFile(const QString &path, const QByteArray &content = QByteArray());
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TstPackageHandler::initTestCase()
+{
+    // No Android support answers here, and nobody else's is asked.
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+}
+
+void TstPackageHandler::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder->filePath(text("data"))));
+    HandlerTest::init();
+}
+
+void TstPackageHandler::setInstalled(const char *packages)
+{
+    m_handler->refreshPackages();
+    ScriptedTransaction *list = find("list");
+    for (const QString &package : text(packages).split(QLatin1Char(' ')))
+        list->list->add({package, text("1.0-1"), text("about ") + package});
+    list->succeed();
+    m_journal->entries.clear();
+}
+
+/** What was started since the last look, without the isolation around it. */
+QStringList TstPackageHandler::starts()
+{
+    QStringList names;
+    for (const QString &entry : m_journal->take().split(text("; "))) {
+        if (entry.startsWith(text("start ")) && !entry.contains(text("isolated")))
+            names.append(entry.mid(6));
+    }
+    return names;
+}
+
+QString TstPackageHandler::writeFile(const QString &path, const QByteArray &content)
+{
+    const QString full = m_folder->filePath(path);
+    QDir().mkpath(QFileInfo(full).path());
+    QFile file(full);
+    return file.open(QIODevice::WriteOnly) && file.write(content) >= 0 ? full : QString();
+}
+
+void TstPackageHandler::listGoesFirst()
+{
+    m_handler->install(text("a"));
+    m_handler->uninstall(text("b"), true);
+    m_handler->packageFiles(text("c"));
+    m_handler->uninstall(text("b"), true);
+    m_handler->refreshPackages();
+    QCOMPARE(starts(), QStringList(text("install a")));
+    find("install a")->fail(text("cancelled"));
+    QCOMPARE(starts(), QStringList(text("list")));
+    find("list")->succeed();
+    QCOMPARE(starts(), QStringList(text("autoremove b")));
+    QVERIFY(m_handler->isBusy());
+}
+
+void TstPackageHandler::nextJobWaitsForFinished()
+{
+    uninstall("a");
+    uninstall("b");
+    m_journal->entries.clear();
+    Q_EMIT find("remove a")->failure(text("details"));
+    QCOMPARE(
+        m_journal->take(),
+        text("progress a 100; package-error orvik-store-no-error_uninstall_failed a; status a 1"));
+    // One that ends in silence holds up the queue for good.
+    delete find("remove a");
+    QCoreApplication::processEvents();
+    QVERIFY(starts().isEmpty());
+    QVERIFY(m_handler->isBusy());
+    QVERIFY(find("remove b"));
+}
+
+void TstPackageHandler::jobsWithoutTransactionAreSkipped()
+{
+    uninstall("a");
+    m_manager->makesNothing = true;
+    for (int i = 0; i < 2; ++i)
+        QTest::ignoreMessage(QtWarningMsg,
+                             "QObject::connect(Package::Transaction, "
+                             "PackageHandler): invalid nullptr parameter");
+    m_handler->refreshPackages();
+    m_manager->makesNothing = false;
+    uninstall("b");
+    m_journal->entries.clear();
+    QTest::ignoreMessage(QtDebugMsg, "job has no transaction");
+    find("remove a")->finish();
+    QCOMPARE(starts(), QStringList(text("remove b")));
+    find("remove b")->finish();
+    QVERIFY(!m_handler->isBusy());
+}
+
+void TstPackageHandler::outcome_data()
+{
+    QTest::addColumn<QString>("package"); // to install; empty: foo is to be removed
+    QTest::addColumn<bool>("wasInstalled");
+    QTest::addColumn<QString>("failure"); // empty: it succeeds
+    QTest::addColumn<QString>("journal"); // %1 is the package
+
+    const auto row = [](const char *name, const char *package, bool wasInstalled,
+                        const char *failure, const char *journal) {
+        QTest::newRow(name) << text(package) << wasInstalled << text(failure) << text(journal);
+    };
+    row("installed", "foo", false, "", "progress %1 100; status %1 1; callback c true; start list");
+    row("a file", "/tmp/foo.RPM", false, "",
+        "progress %1 100; status %1 1; sideload %1 true; callback c true; start list");
+    row("cancelled", "foo", false, "cancelled",
+        "progress %1 100; install-failed %1; callback c false; status %1 0");
+    row("an update cancelled", "foo", true, "cancelled",
+        "progress %1 100; callback c false; status %1 1");
+    row("only the very word is silent", "foo", true, "cancelled by the user",
+        "progress %1 100; package-error orvik-store-no-error_update_failed %1; "
+        "callback c false; status %1 1");
+    row("up to date already", "foo", true, "package already installed foo",
+        "progress %1 100; package-error orvik-store-no-error_package_already_uptodate %1; "
+        "callback c false; status %1 1");
+    row("not without a name", "foo", false, "package already installed",
+        "progress %1 100; install-failed %1; package-error orvik-store-no-error_install_failed %1; "
+        "callback c false; status %1 0");
+    row("a bad file", "foo.rpm", false, "package already installed foo",
+        "progress %1 100; sideload %1 false; sideload-error package already installed foo; "
+        "callback c false; status %1 0");
+    row("removed", "", true, "",
+        "progress foo 100; status foo 0; callback c true; count 1; start list");
+    row("kept", "", true, "details",
+        "progress foo 100; package-error orvik-store-no-error_uninstall_failed foo; "
+        "callback c false; status foo 1");
+}
+
+void TstPackageHandler::outcome()
+{
+    QFETCH(QString, package);
+    QFETCH(const bool, wasInstalled);
+    QFETCH(const QString, failure);
+    QFETCH(const QString, journal);
+
+    if (wasInstalled)
+        setInstalled("foo bar");
+    const bool isRemoval = package.isEmpty();
+    QString begin = text("status %1 4; progress %1 0; start autoremove %1");
+    if (isRemoval) {
+        package = text("foo");
+        m_handler->uninstall(package, true, m_journal->callback("c"));
+    } else {
+        m_handler->install(package, m_journal->callback("c"));
+        begin = text("isolate install %1 version= restore=yes store; status %1 %2; progress %1 0; "
+                     "start isolated install %1; start install %1")
+                    .arg(package)
+                    .arg(wasInstalled ? StatusUpdating : StatusInstalling);
+    }
+    QCOMPARE(m_journal->take(), isRemoval ? begin.arg(package) : begin);
+    ScriptedTransaction *transaction = find(text(isRemoval ? "autoremove " : "install ") + package);
+    Q_EMIT transaction->progress(-1);
+    QCOMPARE(m_handler->packageProgress(package), -1);
+    m_journal->entries.clear();
+
+    if (failure.isEmpty())
+        transaction->succeed();
+    else
+        transaction->fail(failure);
+    QCOMPARE(m_journal->take(), QString(journal).replace(text("%1"), package));
+    QCOMPARE(m_handler->packageProgress(package), 100);
+    QCOMPARE(m_handler->isBusy(), failure.isEmpty());
+}
+
+void TstPackageHandler::eachInstallHasItsVersion()
+{
+    m_handler->install(text("a"));
+    m_handler->install(text("b"));
+    // The one that waits has found out about its package already.
+    find("install b")->information->version = text("2.0-1");
+    find("install a")->information->version = text("1.0-1");
+    find("install a")->succeed();
+    QCOMPARE(m_handler->packageVersion(text("a")), text("1.0-1"));
+    QCOMPARE(m_handler->packageVersion(text("b")), text("0"));
+    find("list")->succeed();
+    find("install b")->succeed();
+    QCOMPARE(m_handler->packageVersion(text("b")), text("2.0-1"));
+}
+
+void TstPackageHandler::callbackOfAnEngineThatHasGone()
+{
+    m_handler->install(text("a"), m_journal->callback("a"));
+    m_handler->install(text("b"), m_journal->callback("b"));
+    m_journal->dropEngine();
+    find("install a")->succeed();
+    QCOMPARE(m_handler->packageStatus(text("a")), int(StatusInstalled));
+    QVERIFY(!m_journal->take().contains(text("callback")));
+}
+
+void TstPackageHandler::cancelPending_data()
+{
+    QTest::addColumn<bool>("isInstalled");
+    QTest::addColumn<QString>("job");
+    QTest::addColumn<QString>("journal");
+
+    const auto row = [](const char *name, bool isInstalled, const char *job, const char *journal) {
+        QTest::newRow(name) << isInstalled << text(job) << text(journal);
+    };
+    row("an install", false, "isolated install foo", "status foo 0");
+    row("an update", true, "isolated install foo", "status foo 1");
+    row("a removal", true, "remove foo", "status foo 1");
+    row("a removal of nothing", false, "remove foo", "status foo 1");
+    row("a question", false, "files foo", "");
+}
+
+void TstPackageHandler::cancelPending()
+{
+    QFETCH(const bool, isInstalled);
+    QFETCH(const QString, job);
+    QFETCH(const QString, journal);
+
+    const QString foo = text("foo");
+    if (isInstalled)
+        setInstalled("foo");
+    uninstall("other");
+    if (job.startsWith(text("isolated")))
+        m_handler->install(foo, m_journal->callback("c"));
+    else if (job.startsWith(text("remove")))
+        m_handler->uninstall(foo, false, m_journal->callback("c"));
+    else
+        m_handler->packageFiles(foo);
+    const QPointer<ScriptedTransaction> transaction = find(job);
+    const QPointer<Package::Transaction> wrapped = transaction->wrapped;
+    const bool hasWrapped = !wrapped.isNull();
+    const int progress = m_handler->packageProgress(foo);
+    m_journal->entries.clear();
+
+    m_handler->cancelPending(foo);
+    QCOMPARE(m_journal->take(), journal);
+    QVERIFY(transaction.isNull());
+    QCOMPARE(!wrapped.isNull(), hasWrapped);
+    QCOMPARE(m_handler->packageProgress(foo), progress);
+
+    m_handler->cancelPending(foo);
+    find("remove other")->finish();
+    QCOMPARE(m_journal->take(), QString());
+    QVERIFY(!m_handler->isBusy());
+    // What was never started goes with the handler.
+    m_handler.reset();
+    QVERIFY(wrapped.isNull());
+}
+
+void TstPackageHandler::cancelPendingTakesOneJob()
+{
+    const QString foo = text("foo");
+    m_handler->install(foo);
+    m_journal->entries.clear();
+    m_handler->cancelPending(foo); // it runs
+    QCOMPARE(m_journal->take(), QString());
+    QCOMPARE(m_handler->applicationState(foo, QString()), int(ApplicationState::Installing));
+
+    // The first one of several, also of those without a package.
+    m_handler->packageFiles(foo);
+    m_handler->checkForOsUpdate(false);
+    m_handler->getOsUpdateSize(text("2"));
+    uninstall("foo");
+    m_handler->cancelPending(foo);
+    m_handler->cancelPending(QString());
+    QVERIFY(find("install foo") && !find("files foo") && find("remove foo"));
+    QVERIFY(!find("check") && find("isolated size"));
+    m_journal->entries.clear();
+    find("isolated install foo")->finish();
+    QVERIFY(m_journal->take().endsWith(text("start isolated size; start size")));
+    find("size")->succeed();
+    QCOMPARE(starts(), QStringList(text("remove foo")));
+}
+
+void TstPackageHandler::missingRepositoriesDropTheQueue()
+{
+    const MissingRepositoriesText translation;
+    m_handler->install(text("a"));
+    m_handler->install(text("b"), m_journal->callback("b"));
+    uninstall("c");
+    m_journal->entries.clear();
+    QList<QPointer<ScriptedTransaction>> dropped;
+    for (const char *name : {"isolated install b", "install b", "remove c"})
+        dropped.append(find(name));
+
+    // What is asked for while the job is still ending runs beside it at once.
+    connect(m_handler.get(), &PackageHandler::error, this, [this] { uninstall("d"); });
+    find("isolated install a")->fail(text("store hotfixes"));
+    QCOMPARE(m_journal->take(),
+             text("error missing: store, hotfixes; status d 4; progress d 0; start remove d"));
+    // And the end of the failed job passes for its end.
+    QVERIFY(find("remove d"));
+    QVERIFY(!m_handler->isBusy());
+    QCOMPARE(m_handler->packageStatus(text("b")), int(StatusInstalling));
+    QCOMPARE(m_handler->packageStatus(text("c")), int(StatusUninstalling));
+    QCOMPARE(dropped.count(nullptr), 0);
+    m_handler.reset();
+    QCOMPARE(dropped.count(nullptr), 3);
+}
+
+void TstPackageHandler::listOnlyAdds()
+{
+    setInstalled("a b");
+    uninstall("other");
+    m_handler->install(text("a"));
+    m_handler->install(text("new"));
+    m_handler->refreshPackages();
+    find("remove other")->finish();
+    m_journal->entries.clear();
+
+    Package::Manager::PackageList::Ptr list = find("list")->list;
+    list->add({text("a"), text("2.0-1"), text("changed")});
+    list->add({text("new"), text("1.0-1"), QString()});
+    Q_EMIT find("list")->success();
+    // The queued update loses its state to the list, and the package that is new keeps it.
+    QCOMPARE(m_journal->take(), text("status a 1; count 3"));
+    QCOMPARE(m_handler->packageStatus(text("new")), int(StatusInstalling));
+    QCOMPARE(m_handler->packageStatus(text("b")), int(StatusInstalled));
+    QCOMPARE(m_handler->versions().value(text("a")), text("2.0-1"));
+    QCOMPARE(m_handler->summaries().value(text("b")), text("about b"));
+}
+
+void TstPackageHandler::listIsSealedByTheOneBefore()
+{
+    m_handler->refreshPackages();
+    ScriptedTransaction *first = find("list");
+    m_handler->refreshPackages();
+    ScriptedTransaction *second = find("list");
+    first->list->add({text("early"), text("1-1"), QString()});
+    first->list->seal(); // as a list does at its end
+    first->succeed();
+    second->list->add({text("late"), text("1-1"), QString()});
+    second->succeed();
+    QCOMPARE(m_handler->knownPackages(), QStringList(text("early")));
+}
+
+void TstPackageHandler::listAnswersPendingChecks_data()
+{
+    QTest::addColumn<QString>("listed"); // empty: nothing
+    QTest::addColumn<bool>("success");
+    QTest::addColumn<QString>("journal");
+    QTest::addColumn<QString>("next"); // answer to the check after it
+
+    QTest::newRow("listed") << "foo" << true << "installed foo true; count 1"
+                            << "installed bar false";
+    // No package at all reads as a list that hasn't come.
+    QTest::newRow("empty") << "" << true << "installed foo false"
+                           << "";
+    QTest::newRow("failed")
+        << "foo" << false
+        << "error orvik-store-no-error_package_database_unavailable; installed foo false"
+        << "";
+}
+
+void TstPackageHandler::listAnswersPendingChecks()
+{
+    QFETCH(const QString, listed);
+    QFETCH(const bool, success);
+    QFETCH(const QString, journal);
+    QFETCH(const QString, next);
+
+    m_handler->checkInstalled(text("foo"));
+    m_handler->refreshPackages();
+    QCOMPARE(m_journal->take(), text("start list"));
+    if (!listed.isEmpty())
+        find("list")->list->add({listed, text("1-1"), QString()});
+    if (success)
+        find("list")->succeed();
+    else
+        find("list")->fail(text("details"));
+    QCOMPARE(m_journal->take(), journal);
+    m_handler->checkInstalled(text("bar"));
+    QCOMPARE(m_journal->take(), next);
+}
+
+void TstPackageHandler::applicationState_data()
+{
+    QTest::addColumn<QString>("package");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<int>("state");
+
+    const auto row = [](const char *package, const char *version, ApplicationState::State state) {
+        QTest::addRow("%s %s", package, version) << text(package) << text(version) << int(state);
+    };
+    row("listed", "1.1-1", ApplicationState::Updatable);
+    row("listed", "1.0-1", ApplicationState::Installed);
+    row("listed", "0.9-1", ApplicationState::Installed);
+    row("updating", "9", ApplicationState::Updating);
+    row("removed", "9", ApplicationState::Uninstalling);
+    row("new", "9", ApplicationState::Installing);
+    row("/unlisted.rpm", "9", ApplicationState::Installed);
+    row("nothing", "9", ApplicationState::Normal);
+}
+
+void TstPackageHandler::applicationState()
+{
+    QFETCH(const QString, package);
+    QFETCH(const QString, version);
+    QFETCH(const int, state);
+
+    setInstalled("listed updating removed");
+    m_handler->install(text("/unlisted.rpm"));
+    find("install /unlisted.rpm")->succeed();
+    m_handler->install(text("updating"));
+    m_handler->install(text("new"));
+    uninstall("removed");
+    QCOMPARE(m_handler->applicationState(package, version), state);
+}
+
+void TstPackageHandler::applicationStateName()
+{
+    using State = ApplicationState;
+    const struct
+    {
+        int state;
+        int progress;
+        const char *name;
+    } table[] = {
+        {State::Installing, 0, "waiting"},
+        {State::Installing, -1, "downloading"},
+        {State::Installing, 49, "downloading"},
+        {State::Installing, 50, "installing"},
+        {State::Updating, 0, "updating"},
+        {State::Uninstalling, 60, "uninstalling"},
+        {State::Installed, 100, "installed"},
+        {State::Updatable, 100, "updatable"},
+        {State::Normal, 0, ""},
+        {3, 0, ""},
+    };
+    for (const auto &row : table) {
+        const QString name = text(row.name);
+        QCOMPARE(m_handler->applicationStateName(row.state, row.progress),
+                 name.isEmpty() ? name : text("orvik-store-la-app_state_") + name);
+    }
+}
+
+void TstPackageHandler::knownPackages()
+{
+    setInstalled("here leaving");
+    m_handler->install(text("coming"));
+    m_handler->install(text("called-off"));
+    m_handler->cancelPending(text("called-off"));
+    uninstall("leaving");
+    uninstall("never-here");
+    QStringList known = m_handler->knownPackages();
+    known.sort();
+    QCOMPARE(known, QStringList({text("coming"), text("here"), text("leaving")}));
+}
+
+void TstPackageHandler::packagesForAccountType()
+{
+    const std::pair<const char *, const char *> table[] = {
+        {"e-mail", "orvik-email"},
+        {"facebook", "orvik-calendar"},
+        {"google", "orvik-email orvik-calendar"},
+        {"activesync", "orvik-email orvik-calendar"},
+        {"Google", ""},
+        {"", ""},
+    };
+    for (const auto &[type, packages] : table)
+        QCOMPARE(m_handler->packagesForAccountType(text(type)).join(QLatin1Char(' ')),
+                 text(packages));
+}
+
+void TstPackageHandler::filesOfPackages()
+{
+    for (const char *package : {"a", "b", "c"})
+        m_handler->packageFiles(text(package));
+    *find("files a")->files = QStringList{text("/1"), text("/2")};
+    find("files a")->succeed();
+    // A package that isn't found leaves the last list as it was.
+    find("files b")->succeed();
+    find("files c")->fail(text("details"));
+    QCOMPARE(
+        m_journal->take(),
+        text(
+            "start files a; files a /1,/2; start files b; files b /1,/2; start files c; files c "));
+
+    // A running question writes into its list also when the handler has gone before it.
+    m_handler->packageFiles(text("d"));
+    const QPointer<ScriptedTransaction> running = find("files d");
+    m_handler.reset();
+    *running->files = QStringList{text("/3")};
+    QCOMPARE(*running->files, QStringList(text("/3")));
+    running->succeed();
+    QCOMPARE(m_journal->take(), text("start files d"));
+}
+
+void TstPackageHandler::overlappingQuestions()
+{
+    m_handler->install(text("/a.rpm"));
+    QCOMPARE(m_handler->packageStatus(text("/a.rpm")), int(StatusInstalling));
+    m_journal->entries.clear();
+    m_handler->packageInfo(text("/a.rpm"));
+    // A look at a file that was being installed begins anew.
+    QCOMPARE(m_handler->packageStatus(text("/a.rpm")), int(StatusNone));
+    m_handler->packageInfo(text("/b.rpm"));
+    m_handler->resolvePackageName(text("/usr/bin/a"));
+    m_handler->resolvePackageName(text("/usr/bin/b"));
+    QCOMPARE(starts().size(), 4);
+    for (const char *name : {"info /a.rpm", "info /b.rpm"}) {
+        find(name)->information->name = find(name)->name;
+        find(name)->information->version = text("1-1");
+    }
+    find("name /usr/bin/a")->information->name = text("a");
+    find("name /usr/bin/b")->information->name = text("b");
+
+    find("info /b.rpm")->fail(text("details"));
+    find("info /a.rpm")->succeed();
+    find("name /usr/bin/b")->succeed();
+    find("name /usr/bin/a")->fail(text("details"));
+    QCOMPARE(m_journal->take(),
+             text("info  b.rpm orvik-store-la-invalid_package ; info /a.rpm info /a.rpm  1-1; name "
+                  "b; name "));
+}
+
+void TstPackageHandler::overlappingRemovals()
+{
+    const QString a = writeFile(text("system/a.desktop"));
+    const QString b = writeFile(text("system/b.desktop"));
+    m_handler->uninstallByDesktopFile(a);
+    m_handler->uninstallByDesktopFile(b);
+    m_journal->entries.clear();
+    ScriptedTransaction *lookUpA = find(text("name ") + a);
+    ScriptedTransaction *lookUpB = find(text("name ") + b);
+    lookUpB->information->name = text("package-b");
+    lookUpA->information->name = text("package-a");
+    lookUpB->succeed();
+    QCOMPARE(starts(), QStringList(text("remove package-b")));
+    lookUpA->succeed();
+    find("remove package-b")->finish();
+    QCOMPARE(starts(), QStringList(text("remove package-a")));
+}
+
+void TstPackageHandler::uninstallByDesktopFile_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<bool>("isDeleted");
+    QTest::addColumn<QString>("journal"); // %1 is the path
+
+    const auto row = [](const char *name, const char *path, bool isDeleted, const char *journal) {
+        QTest::newRow(name) << text(path) << isDeleted << text(journal);
+    };
+    const char *lookUp = "start name %1";
+    row("the user's own", "data/applications/a.desktop", true, "");
+    row("further down", "data/applications/x/a.desktop", true, "");
+    row("the user's own link", "data/applications/link.desktop", true, "");
+    row("through a linked folder", "link/a.desktop", true, "");
+    row("a sibling's name begins like it", "data/applications-old/a.desktop", false, lookUp);
+    row("up again", "data/applications/../a.desktop", false, lookUp);
+    row("out by a linked folder", "data/applications/out/a.desktop", false, lookUp);
+    row("and up again", "data/applications/out/../root.desktop", false, lookUp);
+    row("elsewhere", "system/a.desktop", false, lookUp);
+    row("not there", "data/applications/missing.desktop", false, "");
+    row("a folder", "data/applications/x", false, "");
+}
+
+void TstPackageHandler::uninstallByDesktopFile()
+{
+    QFETCH(const QString, path);
+    QFETCH(const bool, isDeleted);
+    QFETCH(const QString, journal);
+
+    for (const char *file :
+         {"data/applications/a.desktop", "data/applications/x/a.desktop", "root.desktop",
+          "data/applications-old/a.desktop", "data/a.desktop", "system/a.desktop"})
+        QVERIFY(!writeFile(text(file)).isEmpty());
+    const auto link = [this](const char *target, const char *name) {
+        return QFile::link(m_folder->filePath(text(target)), m_folder->filePath(text(name)));
+    };
+    QVERIFY(link("system/a.desktop", "data/applications/link.desktop"));
+    QVERIFY(link("system", "data/applications/out"));
+    QVERIFY(link("data/applications", "link"));
+    const QString desktopFile = m_folder->path() + QLatin1Char('/') + path;
+    const bool existed = QFileInfo(desktopFile).isFile();
+
+    m_handler->uninstallByDesktopFile(desktopFile);
+    QCOMPARE(m_journal->take(), journal.arg(desktopFile));
+    QCOMPARE(QFileInfo(desktopFile).isFile(), existed && !isDeleted);
+    QVERIFY(QFile::exists(m_folder->filePath(text("system/a.desktop"))));
+
+    // The desktop cache goes before everything but the file's being there.
+    m_manager->desktopFileOwner = text("owner");
+    m_handler->uninstallByDesktopFile(desktopFile);
+    QCOMPARE(starts(), existed && !isDeleted ? QStringList(text("remove owner")) : QStringList());
+}
+
+void TstPackageHandler::androidApplications()
+{
+    const QString launcher =
+        writeFile(text("system/droid.desktop"),
+                  "[Desktop Entry]\nType=Application\nName=Droid\nX-apkd-apkfile=/opt/droid.apk\n");
+    m_handler->uninstallByDesktopFile(launcher);
+    QCOMPARE(starts(), QStringList(text("name /opt/droid.apk")));
+    QTest::ignoreMessage(QtWarningMsg,
+                         qPrintable(text("failed to remove android app: \"%1\"").arg(launcher)));
+    find("name /opt/droid.apk")->succeed();
+    QCOMPARE(m_journal->take(), QString());
+    QVERIFY(QFile::exists(launcher));
+}
+
+QTEST_GUILESS_MAIN(TstPackageHandler)
+#include "tst_packagehandler.moc"

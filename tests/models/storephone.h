@@ -1,0 +1,50 @@
+#pragma once
+
+#include "orvikstore.h"
+#include "packagehandler.h"
+#include "scriptedmanager.h"
+#include "simulatorclient.h"
+#include "storeimageprovider.h"
+#include "text.h"
+
+#include <QJsonObject>
+#include <QStringList>
+
+#include <memory>
+
+/**
+ * What models stand on: the phone's store as after its start, a facade connected to it, and
+ * a package handler whose transactions the test moves.
+ */
+class StorePhone
+{
+public:
+    StorePhone();
+    ~StorePhone();
+
+    /** Brings the facade to Ready, in place of an earlier one. */
+    [[nodiscard]] bool connectFacade();
+
+    /** Sends the store @p verb with arguments in JSON. */
+    QJsonObject tell(const char *verb, const QByteArray &arguments = "{}");
+    /** Offers an application with keys in JSON. @return its uuid */
+    QString offer(const QString &package, const QByteArray &keys);
+    /** Offers the five applications "demo-…" that lists are shown with. */
+    void offerDemo();
+
+    /** Requests to paths that begin with @p path: method, path, query without the device. */
+    [[nodiscard]] QStringList requests(const QString &path);
+
+    /** The device has these packages: names with versions, with ", " between them. */
+    void install(const char *packages);
+    [[nodiscard]] ScriptedTransaction *job(const char *name) const;
+
+    SimulatorClient store{QStringLiteral("Store")};
+    std::unique_ptr<OrvikStore> facade;
+    QStringList journal; // of the package manager
+    ScriptedManager *manager; // the handler's
+    std::unique_ptr<PackageHandler> packager;
+
+private:
+    StoreImageProvider m_images;
+};
