@@ -7,6 +7,7 @@
 StorePhone::StorePhone()
     : manager(new ScriptedManager(&journal))
     , packager(std::make_unique<PackageHandler>(manager, nullptr))
+    , m_made(manager->made)
 {
     tell("reset");
 }
@@ -14,9 +15,8 @@ StorePhone::StorePhone()
 StorePhone::~StorePhone()
 {
     // Jobs that a test left running belong to nobody else.
-    const MadeTransactions made = manager->made;
     packager.reset();
-    (void)deleteStarted(made);
+    (void)deleteStarted(m_made);
 }
 
 bool StorePhone::connectFacade()

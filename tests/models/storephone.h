@@ -42,9 +42,10 @@ public:
     SimulatorClient store{QStringLiteral("Store")};
     std::unique_ptr<OrvikStore> facade;
     QStringList journal; // of the package manager
-    ScriptedManager *manager; // the handler's
+    ScriptedManager *manager; // the handler's, and gone with it
     std::unique_ptr<PackageHandler> packager;
 
 private:
+    MadeTransactions m_made;
     StoreImageProvider m_images;
 };
