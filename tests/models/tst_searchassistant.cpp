@@ -255,6 +255,7 @@ void TstSearchAssistant::letsListenersTypeOn()
     disconnect(once);
     type("wool");
     QVERIFY(m_assistant->rowCount() <= 5);
+    QTRY_COMPARE(asked(), words("woo wool"));
 }
 
 void TstSearchAssistant::worksWithLess()
