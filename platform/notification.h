@@ -10,7 +10,8 @@
  *
  * An object is made, filled, published and thrown away; what has been published lives on
  * in the service, and notifications() finds it again, also in a later process. Without a
- * session bus or a notification service, publish() and close() do nothing.
+ * session bus, publish() and close() do nothing; a service that is missing or refuses costs
+ * publish() at most two seconds, a warning in the log and the number.
  */
 class Notification : public QObject
 {
@@ -20,7 +21,11 @@ public:
     explicit Notification(QObject *parent = nullptr);
     ~Notification() override;
 
-    /** What this application has published and nobody has closed, oldest first. */
+    /**
+     * What this application has published and nobody has closed, oldest first. The service
+     * can't be asked: what was closed while no process of this application ran is listed
+     * until the service itself is another.
+     */
     [[nodiscard]] static QList<QSharedPointer<Notification>> notifications();
 
     [[nodiscard]] QString category() const;
@@ -43,7 +48,7 @@ public:
     [[nodiscard]] int itemCount() const;
     void setItemCount(int count);
 
-    /** Number that the service has given, 0 before publish(). */
+    /** Number that the service has given; before publish() that to renew, or 0. */
     [[nodiscard]] uint replacesId() const;
     /** Makes publish() renew the notification of that number in place. */
     void setReplacesId(uint id);

@@ -117,17 +117,12 @@ NotificationJournal::Contents NotificationJournal::contents()
 
 uint NotificationJournal::publish(const Notification::Content &content)
 {
-    const Contents present = contents();
-    const bool known =
-        std::any_of(present.cbegin(), present.cend(),
-                    [&](const Notification::Content &other) { return other.id == content.id; });
-
     // A server that draws only what every server knows still has something to show.
     const bool previewOnly = content.summary.isEmpty() && content.body.isEmpty();
     QDBusMessage call = serverCall(QStringLiteral("Notify"));
     call << (content.appName.isEmpty() ? QGuiApplication::applicationDisplayName()
                                        : content.appName)
-         << (known ? content.id : 0U) << QString()
+         << (contains(contents(), content.id) ? content.id : 0U) << QString()
          << (previewOnly ? content.previewSummary : content.summary)
          << (previewOnly ? content.previewBody : content.body)
          << (content.service.isEmpty() ? QStringList() : QStringList{tapAction(), QString()})
@@ -153,11 +148,7 @@ uint NotificationJournal::publish(const Notification::Content &content)
 
 void NotificationJournal::close(uint id)
 {
-    const Contents present = contents();
-    const bool known =
-        std::any_of(present.cbegin(), present.cend(),
-                    [id](const Notification::Content &other) { return other.id == id; });
-    if (!known)
+    if (!contains(contents(), id))
         return; // somebody else's, by now
     m_bus.call(serverCall(QStringLiteral("CloseNotification")) << id, QDBus::Block, callTimeout);
     change([id](Record &record) { removeFrom(record, id); });
@@ -167,6 +158,8 @@ void NotificationJournal::slotNotificationClosed(const QDBusMessage &message)
 {
     const uint id = message.arguments().value(0).toUInt();
     const QString sender = ownerId(message.service());
+    if (!contains(valid(read(), sender), id))
+        return; // every application hears of every notification
     change([&](Record &record) {
         if (record.owner == sender)
             removeFrom(record, id);
@@ -241,6 +234,12 @@ QString NotificationJournal::ownerId(const QString &uniqueName) const
 NotificationJournal::Contents NotificationJournal::valid(const Record &record, const QString &owner)
 {
     return owner.isEmpty() || record.owner != owner ? Contents() : record.contents;
+}
+
+bool NotificationJournal::contains(const Contents &contents, uint id)
+{
+    return std::any_of(contents.cbegin(), contents.cend(),
+                       [id](const Notification::Content &content) { return content.id == id; });
 }
 
 void NotificationJournal::removeFrom(Record &record, uint id)

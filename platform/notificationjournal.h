@@ -83,6 +83,7 @@ private:
     [[nodiscard]] QString presentOwner() const;
     [[nodiscard]] QString ownerId(const QString &uniqueName) const;
     [[nodiscard]] static Contents valid(const Record &record, const QString &owner);
+    [[nodiscard]] static bool contains(const Contents &contents, uint id);
     static void removeFrom(Record &record, uint id);
 
     QDBusConnection m_bus;

@@ -11,7 +11,6 @@ class ContentGridModel;
 class ContentModel;
 class DBusConnector;
 class InstallHandler;
-class Notification;
 class OrvikStore;
 class PackageHandler;
 class QQuickView;

@@ -25,8 +25,8 @@ Q_DECLARE_METATYPE(OsInfo)
 
 /**
  * Turns the version-release of an rpm package into the OS version that the store uses: the
- * last part of the release that is above zero becomes the version's last part. A text
- * without "-" is returned as it is.
+ * last part of the release that is above zero becomes the version's last part, which is 0 if
+ * there is none. A text without "-" is returned as it is.
  */
 [[nodiscard]] QString normalizeOsVersion(const QString &text);
 

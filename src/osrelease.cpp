@@ -19,6 +19,8 @@ OsRelease readOsRelease(QIODevice &device)
     OsRelease release;
     while (device.bytesAvailable() > 0) {
         const QByteArray line = device.readLine();
+        if (line.isEmpty())
+            break; // a read error, after which there are bytes that never come
         if (line.startsWith("VERSION_ID=")) {
             if (release.version.isEmpty())
                 release.version = QString::fromUtf8(line.mid(line.indexOf('=') + 1).trimmed());
