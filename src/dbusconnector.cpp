@@ -112,8 +112,11 @@ void DBusConnector::setPackageHandler(const QSharedPointer<PackageHandler> &pack
 
 void DBusConnector::releasePackageHandler()
 {
-    if (m_packageHandler)
+    if (m_packageHandler) {
         m_packageHandler->disconnect(this);
+        if (m_service)
+            m_packageHandler->disconnect(m_service);
+    }
     m_packageHandler.clear();
 }
 

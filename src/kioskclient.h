@@ -118,7 +118,7 @@ private:
     void showBranwickOsSettings();
 
     QSharedPointer<DBusConnector> m_dbusConnector;
-    QSharedPointer<PackageHandler> m_packageHandler; // null without the service name
+    QSharedPointer<PackageHandler> m_packageHandler; // null without the name, or once released
     QSharedPointer<OrvikStore> m_store; // this and the next four also null in "osupdate" mode
     QSharedPointer<InstallHandler> m_installHandler;
     QSharedPointer<StoreImageProvider> m_imageProvider;

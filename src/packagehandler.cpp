@@ -14,7 +14,6 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-#include <algorithm>
 #include <utility>
 
 using Package::Manager;
@@ -154,7 +153,7 @@ Transaction *PackageHandler::requireRepositories(Transaction *transaction, const
 
 void PackageHandler::slotRequireRepositoriesFailure(const QString &details)
 {
-    // Whatever else waits would meet the same repositories.
+    // All that waits goes, also what needs no isolation; packages keep the status they have.
     m_queue.drop();
     QString repositories = details;
     repositories.replace(QLatin1Char(' '), QLatin1String(", "));
@@ -309,17 +308,18 @@ void PackageHandler::slotListSuccess()
     // A listener may refresh, which empties the list.
     const QList<Manager::PackageListEntry> entries = m_packageList->entries();
     for (const Manager::PackageListEntry &entry : entries) {
-        const int oldStatus = packageStatus(entry.name);
         m_versions.insert(entry.name, entry.version);
         m_summaries.insert(entry.name, entry.summary);
-        if (!m_installed.contains(entry.name)) {
-            m_installed.insert(entry.name);
+        const int known = m_installed.size();
+        m_installed.insert(entry.name);
+        if (m_installed.size() > known)
             continue;
-        }
+        const int oldStatus = packageStatus(entry.name);
         m_statusMap.remove(entry.name);
         if (packageStatus(entry.name) != oldStatus)
             Q_EMIT packageStatusChanged(entry.name);
     }
+    // A listener may ask again, which has to wait for the next list.
     const QSet<QString> checks = std::exchange(m_pendingChecks, {});
     for (const QString &package : checks)
         Q_EMIT checkInstalledResult(package, m_installed.contains(package));
@@ -508,7 +508,8 @@ void PackageHandler::slotPackageNameForUninstallFailure(const QString &details)
 
 void PackageHandler::packageInfo(const QString &packageFile)
 {
-    const auto record = Information::Ptr::create();
+    // A file that lacks a field leaves what the question before has found.
+    const auto record = Information::Ptr::create(*m_packageInfoRecord);
     Transaction *transaction = m_manager->createInfoTransaction(packageFile, record);
     connect(transaction, &Transaction::success, this, [this, record] {
         m_packageInfoRecord = record;

@@ -6,7 +6,6 @@
 #include "package/manager.h"
 
 #include <QJSValue>
-#include <QList>
 #include <QMap>
 #include <QObject>
 #include <QSet>
@@ -76,7 +75,10 @@ public:
     // For the scene as well.
     /** Looks for an OS update in the repositories; the answer is osUpdateInfo(). */
     Q_INVOKABLE void checkForOsUpdate(bool refreshCache);
-    /** The answer is checkInstalledResult(). */
+    /**
+     * The answer is checkInstalledResult(). Before the first list of packages it waits for
+     * that list, and is false if the list fails.
+     */
     Q_INVOKABLE void checkInstalled(const QString &package);
     /**
      * Queues an install, or an update if the package is installed.
@@ -88,19 +90,26 @@ public:
     /** Queues a removal. @param autoRemove also what nothing needs any more. */
     Q_INVOKABLE void uninstall(const QString &package, bool autoRemove, const QJSValue &callback);
     Q_INVOKABLE void uninstall(const QString &package, bool autoRemove);
-    /** Takes a job of the package that hasn't started yet out of the queue. */
+    /**
+     * Takes a job of the package that hasn't started yet out of the queue; a running one goes
+     * on. The callback of the job isn't called.
+     */
     Q_INVOKABLE void cancelPending(const QString &package);
     /** Reads a package file; the answer is packageInfoReceived(). */
     Q_INVOKABLE void packageInfo(const QString &packageFile);
-    /** The answer is packageFilesReceived(). */
+    /**
+     * The answer is packageFilesReceived(): nothing after a failure, what was found last for a
+     * package that isn't installed.
+     */
     Q_INVOKABLE void packageFiles(const QString &package);
+    /** What the cache of desktop files lists for a package; empty where there is none. */
     Q_INVOKABLE [[nodiscard]] QStringList packageDesktopFiles(const QString &package) const;
     /** An ApplicationState::State. @param version the one that the store has. */
     Q_INVOKABLE [[nodiscard]] int applicationState(const QString &package,
                                                    const QString &version) const;
     /** A translated label. */
     Q_INVOKABLE [[nodiscard]] QString applicationStateName(int appState, int progress) const;
-    /** Percent; 100 if nothing is going on. */
+    /** Percent; 100 if nothing is going on, -1 for working, with no amount known. */
     Q_INVOKABLE [[nodiscard]] int packageProgress(const QString &package) const;
     /** Installed version, "0" if the package is unknown. */
     Q_INVOKABLE [[nodiscard]] QString packageVersion(const QString &package) const;
@@ -117,13 +126,24 @@ public:
     [[nodiscard]] const QMap<QString, QString> &summaries() const;
     /** The preinstalled applications that serve a type of account. */
     [[nodiscard]] QStringList packagesForAccountType(const QString &accountType) const;
-    /** Finds the installed package that owns a file; the answer is packageNameResult(). */
+    /**
+     * Finds the installed package that owns a file; the answer is packageNameResult(),
+     * with an empty name if nobody does or the search fails.
+     */
     void resolvePackageName(const QString &file);
-    /** Removes whatever a launcher icon stands for. */
+    /**
+     * Removes whatever a launcher icon stands for: the file itself where it is the user's own,
+     * else the Android or installed package behind it. Failures are only logged.
+     */
     void uninstallByDesktopFile(const QString &desktopFile);
 
     /** The answer is osUpdateSize(). */
     void getOsUpdateSize(const QString &version);
+    /**
+     * Fetches, or installs, all of the update; told by upgradeProgressChanged() and
+     * osUpdateResult(). @param version the release to switch to; empty stays on the present one.
+     * After an install the device stays on the new release.
+     */
     void downloadOsUpdate(const QString &version);
     void installOsUpdate(const QString &version);
     /** Stops a running download, to be resumed when the daemon is idle. */
@@ -142,11 +162,11 @@ Q_SIGNALS:
     void packageNameResult(QString packageName);
     void error(QString details);
     void packageError(QString details, QString packageName);
-    void sideloadingError(QString details);
+    void sideloadingError(QString details); // untranslated, for whoever asked
     void installFailed(QString packageName);
     void sideLoadingFinished(QString packageName, bool success);
     void osUpdateInfo(OsInfo osInfo);
-    void osUpdateSize(qlonglong downloadSize, qlonglong installSize, qlonglong removeSize);
+    void osUpdateSize(qlonglong downloadSize, qlonglong installSize, qlonglong removeSize); // bytes
 
 private Q_SLOTS:
     void slotRequireRepositoriesFailure(const QString &details);

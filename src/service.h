@@ -61,7 +61,10 @@ public Q_SLOTS:
     /** Privileged callers only. */
     Q_NOREPLY
     void getOsUpdateSize(const QString &version);
-    /** Ends all announcements of this run. Privileged callers only. */
+    /**
+     * Takes the update's notifications down; this run announces no new offer by itself.
+     * Privileged callers only.
+     */
     Q_NOREPLY
     void clearOsUpdateCheckCache();
     /** Installs what an account type needs. Privileged callers only. */

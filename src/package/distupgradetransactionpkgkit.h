@@ -20,7 +20,10 @@ public:
     explicit DistUpgradeTransactionPkgKit(bool downloadOnly);
 
     void start() override;
-    /** Asks the daemon to cancel; the end comes when it has. */
+    /**
+     * Asks the daemon to cancel; the end comes when it has. A download that the daemon doesn't
+     * give up may go on. Before the start the end comes at once.
+     */
     void cancel() override;
     [[nodiscard]] bool releasesRepositoriesAtStart() const override;
 

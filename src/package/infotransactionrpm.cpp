@@ -54,8 +54,8 @@ void readHeader(Header header, Manager::PackageInformation &info)
     rpmtd td = rpmtdNew();
     while (headerNext(iterator, td)) {
         const QVariantList list = values(td);
-        const QString first = list.isEmpty() ? QString() : list.first().toString();
         if (!list.isEmpty()) {
+            const QString first = list.first().toString();
             switch (rpmtdTag(td)) {
             case RPMTAG_NAME:
                 info.name = first;

@@ -36,6 +36,7 @@ public:
     InstallTransactionPkgKit(const QString &package, Manager::PackageInformation::Ptr info);
     ~InstallTransactionPkgKit() override;
 
+    /** How long a failed step waits for its next try; to be set before start(). */
     void setRetryDelay(std::chrono::milliseconds delay);
 
     void start() override;

@@ -208,7 +208,7 @@ void ManagerPkgKit::slotTransactionListChanged(QStringList tids)
         return;
     }
     m_idleTimer.stop();
-    // Switches of repositories run beside a download on purpose and are nobody else's.
+    // Switches of repositories run beside a download on purpose.
     if (tids.size() > 1
         && transactionRole(tids.last()) != PackageKit::Transaction::RoleRepoEnable) {
         Q_EMIT packageManagerForeignRequested();

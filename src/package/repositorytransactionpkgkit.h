@@ -37,7 +37,11 @@ public:
                                 const QStringList &required);
 
     void start() override;
-    /** Cancels the wrapped transaction, whose end leads to the usual restoring. */
+    /**
+     * Cancels the wrapped transaction, whose end leads to the usual restoring, unless it is of
+     * the kind that has them restored at its start. Before that, what has been switched off
+     * stays off.
+     */
     void cancel() override;
 
 private Q_SLOTS:

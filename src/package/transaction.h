@@ -23,7 +23,10 @@ public:
 
     /** Begins the work and returns at once. */
     virtual void start() = 0;
-    /** Ends in failure("cancelled") and finished(); by default at once. */
+    /**
+     * By default ends at once in failure("cancelled") and finished(), and stops nothing at the
+     * daemon; a subclass may end later, and otherwise.
+     */
     virtual void cancel();
     /** Whether isolated repositories are put back as soon as it has been started. */
     [[nodiscard]] virtual bool releasesRepositoriesAtStart() const;
