@@ -14,6 +14,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <iterator>
 #include <utility>
 
 using Package::Manager;
@@ -307,17 +308,23 @@ void PackageHandler::slotListSuccess()
     const int count = m_installed.size();
     // A listener may refresh, which empties the list.
     const QList<Manager::PackageListEntry> entries = m_packageList->entries();
+    // A list that comes in order, as it mostly does, tells where the next entry belongs.
+    QMap<QString, QString>::const_iterator version = m_versions.constBegin();
+    QMap<QString, QString>::const_iterator summary = m_summaries.constBegin();
     for (const Manager::PackageListEntry &entry : entries) {
-        m_versions.insert(entry.name, entry.version);
-        m_summaries.insert(entry.name, entry.summary);
+        version = std::next(m_versions.insert(version, entry.name, entry.version));
+        summary = std::next(m_summaries.insert(summary, entry.name, entry.summary));
         const int known = m_installed.size();
         m_installed.insert(entry.name);
         if (m_installed.size() > known)
             continue;
         const int oldStatus = packageStatus(entry.name);
         m_statusMap.remove(entry.name);
-        if (packageStatus(entry.name) != oldStatus)
-            Q_EMIT packageStatusChanged(entry.name);
+        if (packageStatus(entry.name) == oldStatus)
+            continue;
+        Q_EMIT packageStatusChanged(entry.name);
+        version = m_versions.constBegin(); // a listener may have taken entries away
+        summary = m_summaries.constBegin();
     }
     // A listener may ask again, which has to wait for the next list.
     const QSet<QString> checks = std::exchange(m_pendingChecks, {});
