@@ -35,6 +35,7 @@ namespace fs = std::filesystem;
 constexpr uid_t owner = 1000;
 constexpr gid_t privileged = 996;
 const fs::path box = "/run/phone"; // sockets, logs, environment
+const fs::path accountDatabase = "accounts/accounts.db"; // in the build's folder
 const fs::path layers = "/run/phone-layers"; // what the layered file systems are made of
 
 struct Options
@@ -163,7 +164,8 @@ void makeFolder(const fs::path &folder, mode_t mode, uid_t user = 0, gid_t group
     check(::chmod(folder.c_str(), mode), folder);
 }
 
-void makeOwnFolders(const Options &options)
+/** @param account the database to start with; none if empty. */
+void makeOwnFolders(const fs::path &account)
 {
     for (const char *folder : {"services/session", "services/system"})
         fs::create_directories(box / folder);
@@ -180,10 +182,9 @@ void makeOwnFolders(const Options &options)
         makeFolder(home / folder, 0755, owner, privileged);
     makeFolder(accounts, 0755, owner, privileged);
     makeFolder(home, 0755, owner, privileged);
-    if (options.account) {
+    if (!account.empty()) {
         const fs::path database = accounts / "accounts.db";
-        fs::copy_file(options.data / "accounts/accounts.db", database,
-                      fs::copy_options::overwrite_existing);
+        fs::copy_file(account, database, fs::copy_options::overwrite_existing);
         check(::chown(database.c_str(), owner, privileged), database);
     }
 }
@@ -226,23 +227,32 @@ void lay(const Options &options)
         authority = ::open(desktopAuthority().c_str(), O_RDONLY | O_CLOEXEC);
     }
     mountNew("tmpfs", "/run", "mode=755");
-    // Copied rather than layered, so that root inside owns them whoever has built them.
+    // Copied rather than layered, so that root inside owns them whoever has built them, and
+    // before the folder that the build lies in may be hidden.
     const auto whole = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
     fs::create_directories(layers);
     fs::copy(options.data / "fs", layers / "fs", whole);
     fs::copy(options.data / "certs", layers / "certs", whole);
+    const fs::path account = options.account ? layers / "accounts.db" : fs::path();
+    if (options.account)
+        fs::copy_file(options.data / accountDatabase, account);
     for (const char *folder : {"etc", "usr/share", "var"})
         layLayer(folder, options.users);
     mountNew("tmpfs", "/home", "mode=755");
     mountNew("tmpfs", "/root", "mode=755");
     mountNew("tmpfs", "/tmp", "mode=1777");
     bind(layers / "certs", "/etc/ssl/certs");
-    makeOwnFolders(options);
+    makeOwnFolders(account);
     fs::create_symlink(box / "bus/system", "/run/dbus/system_bus_socket");
     if (authority >= 0)
         fs::copy_file(openedPath(authority), layers / "Xauthority");
     show(kept);
     startLoopback();
+}
+
+void layInPlace(const Options &options)
+{
+    makeOwnFolders(options.account ? options.data / accountDatabase : fs::path());
 }
 
 Options optionsIn(const std::vector<std::string> &arguments)
@@ -272,7 +282,7 @@ int main(int argc, char *argv[])
         if (arguments.size() == 1 && arguments[0] == "try")
             mountNew("tmpfs", "/run", "mode=755");
         else if (arguments.size() >= 2 && arguments[0] == "in-place")
-            makeOwnFolders(optionsIn({arguments.begin() + 1, arguments.end()}));
+            layInPlace(optionsIn({arguments.begin() + 1, arguments.end()}));
         else if (arguments.size() >= 2 && arguments[0] == "lay")
             lay(optionsIn({arguments.begin() + 1, arguments.end()}));
         else
