@@ -6,6 +6,8 @@
 #include <QQmlEngine>
 #include <QTimer>
 
+#include <utility>
+
 ContentGridModel::ContentGridModel(QSharedPointer<ContentModel> source, QObject *parent)
     : QObject(parent)
     , m_source(std::move(source))

@@ -364,8 +364,8 @@ void ContentModel::insertInstalledApplications()
 {
     const QSet<QString> uuids = m_store->installedApplications();
     for (const QString &uuid : uuids)
-        slotApplicationReceived(m_store->application(uuid), true);
-    slotApplicationReceived(Store::Application::ConstPtr::create(), false);
+        takeApplication(m_store->application(uuid));
+    takeApplication(Store::Application::ConstPtr::create());
 }
 
 void ContentModel::nextExpression()
@@ -457,9 +457,13 @@ void ContentModel::slotSendInvalidApplication()
 void ContentModel::slotApplicationReceived(Store::Application::ConstPtr app, bool)
 {
     // Direct calls have no sender and count while no request runs.
+    if (qobject_cast<Store::RequestProxy *>(sender()) == m_request)
+        takeApplication(app);
+}
+
+void ContentModel::takeApplication(const Store::Application::ConstPtr &app)
+{
     const QPointer<Store::RequestProxy> request = m_request;
-    if (qobject_cast<Store::RequestProxy *>(sender()) != request)
-        return;
     if (m_excludes.contains(app->uuid))
         return;
     const int limit = m_limit;

@@ -90,10 +90,16 @@ public:
 
     [[nodiscard]] int count() const;
     [[nodiscard]] QObject *store() const;
-    /** @param store an OrvikStore, not owned. Anything else is refused with a warning. */
+    /**
+     * @param store an OrvikStore, not owned. Anything else is refused with a warning. The same
+     * one again is connected to once more.
+     */
     void setStore(QObject *store);
     [[nodiscard]] QObject *packager() const;
-    /** @param packager a PackageHandler, not owned. Anything else is refused. */
+    /**
+     * @param packager a PackageHandler, not owned. Anything else is refused with a warning, and
+     * so is the one that is set already.
+     */
     void setPackager(QObject *packager);
     [[nodiscard]] SortMode sortMode() const;
     void setSortMode(SortMode mode);
@@ -171,6 +177,7 @@ private:
     /** The tree for the scope "store"; null for a top list type that isn't known. */
     [[nodiscard]] ItemFilter::Expression *storeExpression(int pageSize) const;
     void insertInstalledApplications();
+    void takeApplication(const Store::Application::ConstPtr &app);
     void nextExpression();
     void finishExpression();
     void insertApplication(const Store::Application::ConstPtr &app);

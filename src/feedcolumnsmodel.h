@@ -18,5 +18,5 @@ public:
 
 private:
     const int m_column;
-    const int m_columns; // above 0
+    const int m_columns; // with 0 it shows nothing
 };

@@ -9,6 +9,7 @@
 #include <QDebug>
 
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -214,7 +215,7 @@ void FeedModel::fetchContent(int count)
 
     while (!m_buffer.isEmpty() && m_wanted != 0) {
         insertFeed(m_buffer.takeFirst());
-        --m_wanted;
+        countDelivered();
     }
     if (m_wanted == 0) {
         endLoading();
@@ -227,6 +228,8 @@ void FeedModel::fetchContent(int count)
         endLoading();
         return;
     }
+    if (!m_store)
+        return; // gone meanwhile, with a listener to what was inserted
     // Too early for a request the model goes on loading, until a later call ends.
     if (Store::RequestProxy *request = m_store->requestFeedItems(m_wanted + requestSurplus)) {
         connect(request, &Store::RequestProxy::feedReceived, this, &FeedModel::slotFeedReceived);
@@ -261,7 +264,7 @@ void FeedModel::slotFeedReceived(Store::Feed::ConstPtr feed)
     m_seen.insert(feed->uuid);
     if (m_wanted != 0) {
         insertFeed(feed);
-        --m_wanted;
+        countDelivered();
     } else {
         m_buffer.append(feed);
     }
@@ -327,6 +330,13 @@ Store::Feed::ConstPtr FeedModel::takeLastRow()
     return feed;
 }
 
+void FeedModel::countDelivered()
+{
+    // A listener that has emptied the list wants nothing any more.
+    if (m_wanted > 0)
+        --m_wanted;
+}
+
 void FeedModel::endLoading()
 {
     m_loading = false;
@@ -335,8 +345,12 @@ void FeedModel::endLoading()
 
 void FeedModel::rebuildColumnModels()
 {
+    // A listener to one of them may be what empties the list.
     const QList<FeedColumnsModel *> old = std::exchange(m_columnModels, {});
-    qDeleteAll(old);
+    for (FeedColumnsModel *model : old) {
+        disconnect(this, nullptr, model, nullptr);
+        model->deleteLater();
+    }
     for (int column = 0; column < m_columns; ++column) {
         auto *model = new FeedColumnsModel(column, m_columns, this);
         model->setFilterRole(CounterRole);

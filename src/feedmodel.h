@@ -69,6 +69,7 @@ public:
     /** @param type the one Store::Feed::ItemType to keep, 0 for all. Empties the list. */
     void setFeedType(int type);
     [[nodiscard]] int columns() const;
+    /** Makes the column models anew; below 1 there are none. */
     void setColumns(int columns);
     /** A FeedColumnsModel for each column, owned by this model. */
     [[nodiscard]] QList<QObject *> columnModels() const;
@@ -86,7 +87,7 @@ Q_SIGNALS:
     void feedTypeChanged();
     void columnsChanged();
     void columnModelsChanged();
-    void feedItemInserted(QVariantMap feed);
+    void feedItemInserted(QVariantMap feed); // also for promotion and recycled items
 
 private Q_SLOTS:
     void slotFeedReceived(Store::Feed::ConstPtr feed);
@@ -104,6 +105,7 @@ private:
     void insertFeed(const Store::Feed::ConstPtr &feed);
     /** Takes the oldest row off and returns its item. */
     Store::Feed::ConstPtr takeLastRow();
+    void countDelivered();
     void endLoading();
     void rebuildColumnModels();
     void notifyPackage(const QString &packageName, int role);

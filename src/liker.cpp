@@ -47,6 +47,8 @@ void Liker::setApplication(const QString &uuid)
     m_isLiked = false;
     Q_EMIT loadingChanged();
     Q_EMIT busyChanged();
+    if (!m_store)
+        return;
     if (Store::RequestProxy *request = m_store->requestIsLiked(m_application))
         connect(request, &Store::RequestProxy::finished, this, &Liker::slotIsLikedFinished);
 }

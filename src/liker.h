@@ -34,9 +34,13 @@ public:
     [[nodiscard]] bool isLiked() const;
     /** The first load is running. */
     [[nodiscard]] bool loading() const;
-    /** Any request is running. */
+    /** A request is running. The end of the first load clears it, whatever else still runs. */
     [[nodiscard]] bool busy() const;
 
+    /**
+     * Tells the store. Count and state change when it has agreed; after a refusal they stay,
+     * and nothing is said.
+     */
     Q_INVOKABLE void like();
     Q_INVOKABLE void unlike();
 

@@ -37,7 +37,7 @@ public:
     /** What the user has typed so far. */
     void setSearchTerm(const QString &term);
     [[nodiscard]] int limit() const;
-    /** Most suggestions to show; counts from the next keystroke. */
+    /** Most suggestions to show; counts from the next update of the list. */
     void setLimit(int limit);
 
 private Q_SLOTS:
