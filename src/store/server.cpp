@@ -350,9 +350,12 @@ void Server::reportFailure(const QNetworkReply *reply, const QString &text)
         showError(message);
 }
 
-void Server::logParseError(const Json &json) const
+void Server::logParseError(const RequestProxy &proxy, const Json &json)
 {
-    qDebug() << "Parse Error:" << withoutToken(json.errorString, m_account->accessToken());
+    // The token that the request was sent with, which may have been renewed since.
+    const QNetworkReply *reply = proxy.reply();
+    qDebug() << "Parse Error:"
+             << (reply ? withoutToken(json.errorString, reply->request()) : QString());
 }
 
 void Server::showError(const char *messageId)

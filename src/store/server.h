@@ -87,16 +87,26 @@ public:
     /** @param count size of a page; all pages are delivered. */
     RequestProxy *requestFeedItems(int count);
 
+    /**
+     * All pages are delivered; hasMore is false on the last review of each.
+     * @param limit size of a page.
+     */
     RequestProxy *requestReviews(const QString &uuid, int limit);
     /** Posts a new review (@p uuid empty), or edits or (@p review empty) deletes one. */
     RequestProxy *sendReview(const QString &uuid, const QString &appUuid, const QString &review,
                              const QString &version);
     RequestProxy *requestLikes(const QString &uuid, int limit);
+    /**
+     * The outcome of these three is the HTTP status, read off the proxy's reply at finished():
+     * 200 for liked, 201 and 204 for done.
+     */
     RequestProxy *requestIsLiked(const QString &uuid);
     RequestProxy *like(const QString &uuid);
     RequestProxy *unlike(const QString &uuid);
     RequestProxy *requestSearchCompletions(const QString &text);
+    /** Notes the installation also where it can't be sent. */
     RequestProxy *postStoreInstalled(const QString &uuid);
+    /** Leaves that note as it is. */
     RequestProxy *postStoreUninstalled(const QString &uuid);
     /** Success is told by developerModeReported(). */
     void reportDeveloperModeEnabled();
@@ -118,7 +128,7 @@ Q_SIGNALS:
     void company(Store::Company::ConstPtr company);
     void user(Store::User::ConstPtr user);
     void backplateActivated(Store::Backplate::ConstPtr bkp);
-    void review(Store::Review::ConstPtr review);
+    void review(Store::Review::ConstPtr review); // never emitted
     /** @param id what requestImage() was given. */
     void image(QString id, QByteArray data);
     void developerModeReported();
@@ -178,7 +188,7 @@ private:
     [[nodiscard]] RequestProxy *senderProxy() const;
     /** Logs what has become of @p reply, with its body, and tells the user where due. */
     void reportFailure(const QNetworkReply *reply, const QString &text);
-    void logParseError(const Json &json) const;
+    static void logParseError(const RequestProxy &proxy, const Json &json);
     void showError(const char *messageId);
 
     // Discovery: serverdiscovery.cpp

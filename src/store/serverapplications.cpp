@@ -82,7 +82,7 @@ void Server::slotFeedItemsReceived()
         return;
     const Json json(proxy->takeBody());
     if (!json.valid) {
-        logParseError(json);
+        logParseError(*proxy, json);
         proxy->finish();
         return;
     }

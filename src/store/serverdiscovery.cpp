@@ -58,7 +58,7 @@ void Server::slotSchemaReceived()
         return;
     const Json json(proxy->takeBody());
     if (!json.valid)
-        logParseError(json);
+        logParseError(*proxy, json);
 }
 
 void Server::slotStoreEndPointsReceived()
@@ -86,7 +86,7 @@ void Server::slotStoreEndPointsReceived()
         return;
     const Json json(proxy->takeBody());
     if (!json.valid) {
-        logParseError(json);
+        logParseError(*proxy, json);
         showError(MessageServerNotAvailable);
         if (proxy)
             proxy->finish();
@@ -112,7 +112,7 @@ void Server::slotSearchEndPointsReceived()
         m_searchEndpoint = endpoint(json, "application");
     } else {
         // Only the search stays out of reach.
-        logParseError(json);
+        logParseError(*proxy, json);
         showError(MessageServerNotAvailable);
     }
     if (proxy)
@@ -137,7 +137,7 @@ void Server::slotCategoriesReceived()
         if (requestNext(page, proxy))
             return;
     } else {
-        logParseError(json);
+        logParseError(*proxy, json);
     }
     requestOwnUser();
     if (proxy)
@@ -154,7 +154,7 @@ void Server::slotUserReceived()
         m_currentUser = readUser(json, true);
         Q_EMIT user(m_currentUser);
     } else {
-        logParseError(json);
+        logParseError(*proxy, json);
     }
     requestInstalledApplications();
     if (proxy)
@@ -181,7 +181,7 @@ void Server::slotInstalledApplicationsReceived()
         if (requestNext(page, proxy))
             return;
     } else {
-        logParseError(json);
+        logParseError(*proxy, json);
     }
     Q_EMIT ready();
     if (proxy)

@@ -138,7 +138,7 @@ void StoreAccount::slotSignInResponse(QVariantMap data)
 
 void StoreAccount::slotSignInError(QString details, int errorType)
 {
-    qDebug() << Q_FUNC_INFO << errorType << withoutToken(details, m_accessToken);
+    qDebug() << Q_FUNC_INFO << errorType << withoutToken(withoutToken(details, m_accessToken), m_clientId);
     if (errorType == Account::ErrorNetwork) {
         setState(AccountState::NetworkError);
     } else if (!m_forceRefresh && m_account) {
@@ -203,7 +203,8 @@ void StoreAccount::signIn(Account *account)
             Qt::UniqueConnection);
     SignInParameters *parameters =
         account->signInParameters(serviceName(), QStringLiteral(""), QStringLiteral(""));
-    parameters->setParameter(QStringLiteral("ClientId"), clientId());
+    m_clientId = clientId();
+    parameters->setParameter(QStringLiteral("ClientId"), m_clientId);
     parameters->setParameter(QStringLiteral("UiPolicy"), uiPolicyNone);
     if (m_forceRefresh) {
         qDebug() << "Forcing token refresh for the account";

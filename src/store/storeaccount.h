@@ -37,7 +37,10 @@ public:
     [[nodiscard]] QString userName() const;
     [[nodiscard]] AccountState::State state() const;
 
-    /** Records with the account that the user must renew the credentials. */
+    /**
+     * Records with the account, if there is one, that the user must renew the credentials; the
+     * state becomes NeedsUpdate, and a planned renewal is dropped.
+     */
     void markCredentialsNeedUpdate();
 
 Q_SIGNALS:
@@ -64,6 +67,7 @@ private:
     QPointer<Account> m_account; // the manager's; null until found and after its removal
     AccountState::State m_state = AccountState::Unknown;
     QString m_accessToken;
+    QString m_clientId; // that the latest sign-in has been given
     QString m_userName;
     bool m_forceRefresh = false; // the next sign-in asks for a new token
     BackgroundActivity *m_refreshActivity = nullptr; // child; null if no renewal is planned
