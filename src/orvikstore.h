@@ -88,7 +88,11 @@ public:
     void setOsVersion(const QString &version);
     void setDomain(const QString &domain);
     void reportDeveloperModeEnabled();
-    /** Asks the store which OS version is the newest; the answer is osUpdateInfo(). */
+    /**
+     * Asks the store which OS version is the newest; the answer is osUpdateInfo(), where an
+     * empty offer may come ahead of the real one. Before the store has been discovered nothing
+     * comes, and the status stays OsUpdateChecking.
+     */
     void checkForOsUpdate();
     /** Uuid of the category with the maker's own applications. */
     [[nodiscard]] QString storeCategory() const;
@@ -98,6 +102,8 @@ public:
     [[nodiscard]] Store::Application::ConstPtr application(const QString &uuid) const;
     /** Uuids of the applications that this user has installed. */
     [[nodiscard]] QSet<QString> installedApplications() const;
+    // Requests: null if they cannot be sent yet. The proxy deletes itself at its end; see
+    // Store::Server for what each delivers.
     Store::RequestProxy *requestApplications(const ItemFilter::Expression::ConstPtr &filter);
     Store::RequestProxy *requestFeedItems(int count);
     Store::RequestProxy *requestReviews(const QString &uuid, int limit);
@@ -122,28 +128,46 @@ public:
     Q_INVOKABLE [[nodiscard]] QString cachedApplicationUuid(const QString &packageName) const;
     /** Moves the connection forward from wherever it stands. */
     Q_INVOKABLE void tryConnect();
+    /** Asks for a connection, by the system's dialog if need be. */
     Q_INVOKABLE void tryGoOnline();
     /** Uuids of the categories below @p parent, in the store's order. */
     Q_INVOKABLE [[nodiscard]] QStringList categories(const QString &parent) const;
+    /** Tell the store what this user has, or has no more; noted here at once. */
     Q_INVOKABLE void postStoreInstalled(const QString &uuid);
     Q_INVOKABLE void postStoreUninstalled(const QString &uuid);
     /** Notes that the application was installed now; announced by applicationUpdated(). */
     Q_INVOKABLE void updateInstalledOn(const QString &uuid);
+    /**
+     * Posts a review (@p uuid empty), edits one, or (@p review empty) deletes it. It is shown
+     * at once by reviewSent(), a new one under a temporary uuid.
+     */
     Q_INVOKABLE void sendReview(const QString &uuid, const QString &appUuid, const QString &review,
                                 const QString &version);
+    /** What is known; empty if it has to be fetched first, which applicationReceived() ends. */
     Q_INVOKABLE QVariantMap applicationData(const QString &uuid);
-    /** Finds the application of a package; the answer is packageResolved(). */
+    /**
+     * Finds the application of a package; the answer is packageResolved(), with an empty uuid
+     * if the store has none. No answer comes before discovery or after a failed request.
+     */
     Q_INVOKABLE void resolvePackage(const QString &packageName);
+    /** The uuid itself for a category that isn't known. */
     Q_INVOKABLE [[nodiscard]] QString categoryName(const QString &categoryUuid) const;
+    /** As applicationData(), ended by companyReceived() and userReceived(). */
     Q_INVOKABLE QVariantMap companyData(const QString &uuid);
     Q_INVOKABLE QVariantMap userData(const QString &uuid);
-    /** Calls @p callback with (ready, local URL) once the image lies in the cache. */
+    /**
+     * Calls @p callback with (ready, local URL): at once for an image that is local, cached or
+     * nameless, else when it has come or failed. A failure while the connection is being made
+     * leaves it waiting. @param width, height in pixels, for a "scaled://" URL.
+     */
     Q_INVOKABLE void loadStoreImage(const QString &url, int width, int height,
                                     const QJSValue &callback);
+    /** Forgets the first call of loadStoreImage() with that function; the fetch goes on. */
     Q_INVOKABLE void cancelStoreImageCallback(const QJSValue &callback);
+    /** The answer is a signal with the back cover's record. */
     Q_INVOKABLE void activateBackplate(const QString &bkpId);
     Q_INVOKABLE [[nodiscard]] QString marketPlacesCategory() const;
-    /** Asks for the details of an OS version; the answer is osUpdateInfo(). */
+    /** Asks for the details of an OS version; the answer to a success is osUpdateInfo(). */
     Q_INVOKABLE void selectOsUpdate(const QString &newOsVersion);
 
 Q_SIGNALS:
@@ -191,7 +215,10 @@ private Q_SLOTS:
 private:
     void connectToServer();
     void changeConnectionState(ConnectionState state);
+    /** Tells all who wait for the image that the failed request for @p url was to bring. */
     void failImage(const QString &url);
+    /** Calls all who wait for @p source, the last to ask first, and forgets them. */
+    void tellWaiters(const QString &source, bool isReady);
     [[nodiscard]] static OsInfo emptyOsInfo();
 
     static const QString s_deviceModel; // in lower case
@@ -210,7 +237,6 @@ private:
     QMap<QString, Store::User::ConstPtr> m_users; // by uuid
     QMap<QString, Store::Backplate::ConstPtr> m_backplates; // by back cover id
     QMultiMap<QString, SceneCallback> m_imageCallbacks; // server URL to who waits for it
-    QList<SceneCallback> m_failedCallbacks; // taken out of those, and being called
     QMap<Store::RequestProxy *, QString> m_resolvingPackages; // request to package
     OsUpdateStatus m_osUpdateStatus = OsUpdateUnknown;
     int m_reviewCounter = 0; // number of the next temporary review id

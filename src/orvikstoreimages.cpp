@@ -76,45 +76,40 @@ void OrvikStore::loadStoreImage(const QString &url, int width, int height, const
 
 void OrvikStore::cancelStoreImageCallback(const QJSValue &callback)
 {
-    const auto isIt = [&callback](const SceneCallback &waiter) { return waiter.calls(callback); };
-    const auto waiting = std::find_if(m_imageCallbacks.begin(), m_imageCallbacks.end(), isIt);
-    if (waiting != m_imageCallbacks.end()) {
+    const auto waiting =
+        std::find_if(m_imageCallbacks.begin(), m_imageCallbacks.end(),
+                     [&callback](const SceneCallback &waiter) { return waiter.calls(callback); });
+    if (waiting != m_imageCallbacks.end())
         m_imageCallbacks.erase(waiting);
-        return;
-    }
-    const auto failed = std::find_if(m_failedCallbacks.begin(), m_failedCallbacks.end(), isIt);
-    if (failed != m_failedCallbacks.end())
-        m_failedCallbacks.erase(failed);
 }
 
 void OrvikStore::slotImageReceived(const QString &url, const QByteArray &data)
 {
-    const QString local = localUrl(url);
-    m_imageProvider->insertImage(local, data);
-
-    const QList<SceneCallback> waiters = m_imageCallbacks.values(url);
-    for (const SceneCallback &waiter : waiters) {
-        // One that was called before it may have cancelled it.
-        if (m_imageCallbacks.contains(url, waiter))
-            tell(waiter, true, local);
-    }
-    m_imageCallbacks.remove(url);
+    m_imageProvider->insertImage(localUrl(url), data);
+    tellWaiters(url, true);
 }
 
-/** Tells all who wait for the image that a failed request was to bring. */
 void OrvikStore::failImage(const QString &url)
 {
     // The failure names the request's full URL, while an image may have been asked for by
     // several shorter ones.
     const QStringList sources = m_imageCallbacks.uniqueKeys();
     for (const QString &source : sources) {
-        if (requestUrl(source) != url)
-            continue;
-        // Taken out first, so that a callback may ask for the image again.
-        m_failedCallbacks = m_imageCallbacks.values(source);
-        m_imageCallbacks.remove(source);
-        const QString local = localUrl(source);
-        while (!m_failedCallbacks.isEmpty())
-            tell(m_failedCallbacks.takeFirst(), false, local);
+        if (requestUrl(source) == url)
+            tellWaiters(source, false);
     }
+}
+
+void OrvikStore::tellWaiters(const QString &source, bool isReady)
+{
+    const QString local = localUrl(source);
+    const QList<SceneCallback> waiters = m_imageCallbacks.values(source);
+    for (const SceneCallback &waiter : waiters) {
+        // One that was called before it may have cancelled it.
+        if (m_imageCallbacks.contains(source, waiter))
+            tell(waiter, isReady, local);
+    }
+    // Who asks again from within a callback goes with the others: a failed image isn't
+    // fetched over and over.
+    m_imageCallbacks.remove(source);
 }
