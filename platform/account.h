@@ -50,7 +50,7 @@ public:
     /** The setting "default_credentials_username" of the account, else its display name. */
     [[nodiscard]] QString defaultCredentialsUserName() const;
 
-    /** New, empty parameters for signIn(), owned by this account until they are used. */
+    /** New parameters for signIn(), owned by this account until they are used. */
     [[nodiscard]] SignInParameters *
     signInParameters(const QString &service, const QString &userName, const QString &password);
 

@@ -22,7 +22,7 @@ public:
     void wait(int seconds, int maximumSeconds = -1);
 
 Q_SIGNALS:
-    /** The time has come. Emitted once for each wait(). */
+    /** The time has come. Emitted once for each wait() that no later one has replaced. */
     void running();
 
 private:

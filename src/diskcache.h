@@ -38,12 +38,15 @@ public:
     ~DiskCache() override;
 
     [[nodiscard]] bool contains(const QString &name) const;
-    /** The item's bytes, empty if there is no such item. Counts as a use. */
+    /**
+     * The item's bytes, empty if there is no such item. Counts as a use, unless it is still
+     * being written. Also finds a file that contains() doesn't know of.
+     */
     [[nodiscard]] QByteArray get(const QString &name);
     /** Stores an item, unless it is larger than the limit. @param name is its file name. */
     void put(const QString &name, const QByteArray &data);
 
-    /** Writes four lines about the cache to the log. */
+    /** Writes four lines about the cache to the log. Not locked: meant for the constructor. */
     void dumpStatistics() const;
 
 private Q_SLOTS:

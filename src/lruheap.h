@@ -38,7 +38,8 @@ public:
     void insert(const Item &item);
     /** The item that was used longest ago; the heap must not be empty. */
     [[nodiscard]] const Item &oldest() const;
-    /** Removes and returns oldest(). Of items of the same time, none overtakes another. */
+    /** Removes and returns oldest(). Of items of the same time the first in goes first,
+     * unless a swap has moved it. */
     Item takeOldest();
 
 private:
