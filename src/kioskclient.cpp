@@ -1,23 +1,17 @@
 #include "kioskclient.h"
 
-#include "accountstate.h"
 #include "applicationstate.h"
 #include "cachedirectory.h"
 #include "contentgridmodel.h"
 #include "contentmodel.h"
 #include "dbusconnector.h"
 #include "dbusnames.h"
-#include "feedheadmodel.h"
-#include "feedmodel.h"
 #include "installhandler.h"
-#include "liker.h"
 #include "mdeclarativecache.h"
 #include "orvikstore.h"
 #include "packagehandler.h"
-#include "reviewmodel.h"
-#include "searchassistant.h"
+#include "qmltypes.h"
 #include "sharedimageprovider.h"
-#include "store/feed.h"
 #include "storeimageprovider.h"
 #include "terminationsignals.h"
 
@@ -48,25 +42,6 @@ const QLatin1String developerModePackage("orvik-developer-mode");
 const QLatin1String developerModeMarker("developer-mode");
 const QLatin1String privilegedGroup("privileged");
 
-void registerTypes()
-{
-    const char *uri = "org.tarnwell.orvikstore";
-    qRegisterMetaType<OsInfo>("OsInfo");
-    qmlRegisterType<ContentModel>(uri, 1, 0, "ContentModel");
-    qmlRegisterType<FeedModel>(uri, 1, 0, "FeedModel");
-    qmlRegisterType<FeedHeadModel>(uri, 1, 0, "FeedHeadModel");
-    qmlRegisterType<Liker>(uri, 1, 0, "Liker");
-    qmlRegisterType<ReviewModel>(uri, 1, 0, "ReviewModel");
-    qmlRegisterType<SearchAssistant>(uri, 1, 0, "SearchAssistant");
-    qmlRegisterUncreatableType<OrvikStore>(uri, 1, 0, "OrvikStore",
-                                           QStringLiteral("cannot instantiate OrvikStore in QML"));
-    qmlRegisterUncreatableType<PackageHandler>(
-        uri, 1, 0, "PackageHandler", QStringLiteral("cannot instantiate PackageHandler in QML"));
-    qmlRegisterUncreatableType<ApplicationState>(uri, 1, 0, "ApplicationState", QString());
-    qmlRegisterUncreatableType<AccountState>(uri, 1, 0, "AccountState", QString());
-    qmlRegisterUncreatableType<Store::Feed>(uri, 1, 0, "Feed", QString());
-}
-
 // Deletes the handler unless it has been given a parent, which then does it.
 void deleteUnlessOwned(PackageHandler *handler)
 {
@@ -87,7 +62,7 @@ KioskClient::KioskClient(const QStringList &arguments)
     if (m_dbusConnector->hasService()) {
         auto *termination = new TerminationSignals(this);
         connect(termination, &TerminationSignals::requested, qApp, &QCoreApplication::quit);
-        registerTypes();
+        registerQmlTypes("org.tarnwell.orvikstore");
         m_packageHandler.reset(new PackageHandler, deleteUnlessOwned);
         m_dbusConnector->setPackageHandler(m_packageHandler);
         const bool hasCachedOsInfo = readCachedOsInfo();
