@@ -1,6 +1,7 @@
 #include "storephone.h"
 
 #include <QJsonDocument>
+#include <QMetaMethod>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -93,4 +94,28 @@ void StorePhone::install(const char *packages)
 ScriptedTransaction *StorePhone::job(const char *name) const
 {
     return manager->find(text(name));
+}
+
+SignalJournal::SignalJournal(const QObject *object)
+{
+    const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("note()"));
+    const QMetaObject *meta = object->metaObject();
+    for (int i = QObject::staticMetaObject.methodCount(); i < meta->methodCount(); ++i) {
+        const QMetaMethod method = meta->method(i);
+        const bool isCopy = (method.attributes() & QMetaMethod::Cloned) != 0;
+        if (method.methodType() == QMetaMethod::Signal && !isCopy
+            && !method.name().contains("About"))
+            connect(object, method, this, slot);
+    }
+}
+
+QString SignalJournal::take()
+{
+    return std::exchange(m_names, {}).join(QLatin1Char(' '));
+}
+
+void SignalJournal::note()
+{
+    const QMetaMethod signal = sender()->metaObject()->method(senderSignalIndex());
+    m_names.append(QString::fromLatin1(signal.name()).remove(QStringLiteral("Changed")));
 }
