@@ -5,7 +5,6 @@
 #include "modelwatch.h"
 #include "storephone.h"
 
-#include <QSignalSpy>
 #include <QTest>
 #include <QTranslator>
 
@@ -46,7 +45,6 @@ private Q_SLOTS:
     void keepsOneType();
     void addsUpRequests();
     void keepsWhatComesAfterAReset();
-    void takesAFailureForAShortFeed_data();
     void takesAFailureForAShortFeed();
     void followsPackages();
     void insertsThePromoOnce();
@@ -67,6 +65,7 @@ private:
     std::unique_ptr<StorePhone> m_phone;
     std::unique_ptr<FeedModel> m_model;
     std::unique_ptr<ModelWatch> m_watch;
+    std::unique_ptr<SignalJournal> m_journal; // the model's
 };
 
 void TstFeedModel::initTestCase()
@@ -85,6 +84,7 @@ void TstFeedModel::init()
     m_model->setStore(m_phone->facade.get());
     m_model->setPackager(m_phone->packager.get());
     m_watch = std::make_unique<ModelWatch>(m_model.get());
+    m_journal = std::make_unique<SignalJournal>(m_model.get());
 }
 
 void TstFeedModel::cleanup()
@@ -140,7 +140,6 @@ void TstFeedModel::showsItsRows()
                 announced.append(QJsonObject::fromVariantMap(feed));
             });
     fetch(9);
-    QCOMPARE(m_model->rowCount(m_model->index(0)), m_model->count()); // whatever the parent
     QCOMPARE(pictureDifference(text(KIOSK_TEST_DATA), text("feedmodel-rows"), m_watch->rows()),
              QString());
     QCOMPARE(pictureDifference(text(KIOSK_TEST_DATA), text("feedmodel-announced"), announced),
@@ -154,11 +153,11 @@ void TstFeedModel::deliversWhatIsWanted()
     QJsonArray picture;
     const auto step = [&](int count) {
         m_phone->store.clearLog();
-        QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
+        m_journal->take();
         fetch(count);
         picture.append(
             QJsonObject{{text("fetch"), count},
-                        {text("loadingChanged"), loading.size()},
+                        {text("loadingChanged"), m_journal->take().count(text("loading"))},
                         {text("requests"), QJsonArray::fromStringList(m_phone->requests(feedPath))},
                         {text("rows"), uuids(*m_model)},
                         {text("counters"), m_watch->shown("counter")}});
@@ -187,13 +186,12 @@ void TstFeedModel::deliversWhatIsWanted()
 
 void TstFeedModel::staysSilentWithoutACount()
 {
-    QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
     for (int count : {0, -1, std::numeric_limits<int>::min()})
         m_model->fetchContent(count);
     FeedModel storeless;
     storeless.fetchContent(5);
     QVERIFY(!m_model->loading() && !storeless.loading());
-    QCOMPARE(loading.size(), 0);
+    QCOMPARE(m_journal->take(), QString());
 
     // An empty store: once the promotional item, then nothing, not even to turn.
     fetch(std::numeric_limits<int>::max());
@@ -203,11 +201,12 @@ void TstFeedModel::staysSilentWithoutACount()
                          "No items to recycle. Giving up.");
     fetch(2);
     QCOMPARE(m_model->count(), 1);
-    QCOMPARE(m_phone->requests(feedPath).join(text(", ")),
-             text("GET /api/v001/feed/?limit=2147483647, GET /api/v001/feed/?limit=12"));
     // Twice more than a number can say.
     m_model->fetchContent(std::numeric_limits<int>::max());
     fetch(std::numeric_limits<int>::max());
+    const char *most = "GET /api/v001/feed/?limit=2147483647";
+    QTRY_COMPARE(m_phone->requests(feedPath).join(text(", ")),
+                 text("%1, GET /api/v001/feed/?limit=12, %1, %1").arg(text(most)));
 }
 
 void TstFeedModel::keepsSixtyRows()
@@ -215,11 +214,10 @@ void TstFeedModel::keepsSixtyRows()
     push(1, 63);
     fetch(60);
     QCOMPARE(m_model->count(), 60);
-    m_watch->take();
-    QSignalSpy count(m_model.get(), &FeedModel::countChanged);
+    m_journal->take();
     m_model->fetchContent(1); // of the buffer
-    QCOMPARE(m_watch->take(), text("remove 59, insert 0"));
-    QCOMPARE(count.size(), 2);
+    QCOMPARE(m_journal->take(),
+             text("loading rowsRemoved count rowsInserted feedItemInserted count loading"));
     m_model->fetchContent(2);
     QVERIFY(uuids(*m_model).startsWith(text("f63 f62 ")));
     QVERIFY(uuids(*m_model).endsWith(text(" f05 f04")));
@@ -236,8 +234,10 @@ void TstFeedModel::keepsSixtyRows()
     // A turned row stays known, and there is one of it only.
     m_phone->tell("feed", R"({"clear": true})");
     fetch(1);
+    m_journal->take();
     fetch(1);
-    QCOMPARE(m_model->count(), 60);
+    QCOMPARE(m_journal->take(),
+             text("loading rowsRemoved rowsInserted feedItemInserted count loading"));
     QCOMPARE(uuids(*m_model).split(QLatin1Char(' ')).removeDuplicates(), 0);
 }
 
@@ -246,11 +246,10 @@ void TstFeedModel::keepsOneType()
     push(1, 3);
     push(4, 5, R"(, "type": 2)");
     fetch(1);
-    QSignalSpy changed(m_model.get(), &FeedModel::feedTypeChanged);
+    m_journal->take();
     m_model->setFeedType(Store::Feed::Like);
     m_model->setFeedType(Store::Feed::Like);
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(m_model->count(), 0);
+    QCOMPARE(m_journal->take(), text("modelReset columnModels count feedType"));
     QCOMPARE(m_phone->requests(feedPath).size(), 1); // a change fetches nothing
     fetch(10);
     QCOMPARE(uuids(*m_model), text("orvik-uuid f05 f04"));
@@ -280,9 +279,7 @@ void TstFeedModel::keepsWhatComesAfterAReset()
     QVERIFY(m_model->loading());
     QTRY_VERIFY(!m_model->loading());
     QCOMPARE(m_model->count(), 0);
-    QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
     m_model->fetchContent(3);
-    QCOMPARE(loading.size(), 2);
     QCOMPARE(uuids(*m_model), text("f03 f02 f01"));
     QCOMPARE(m_phone->requests(feedPath).size(), 1);
 
@@ -292,26 +289,17 @@ void TstFeedModel::keepsWhatComesAfterAReset()
     QTRY_COMPARE(m_phone->requests(feedPath).size(), 2);
 }
 
-void TstFeedModel::takesAFailureForAShortFeed_data()
-{
-    QTest::addColumn<QByteArray>("fault");
-
-    const auto row = [](const char *name, const QByteArray &fault) {
-        QTest::newRow(name) << fault;
-    };
-    row("not found", R"("do": "status", "status": 404)");
-    row("no JSON", R"("do": "body", "body": "[")");
-    row("items of no kind", R"("do": "body", "body": "{\"objects\": {\"a\": []}}")");
-}
-
 void TstFeedModel::takesAFailureForAShortFeed()
 {
-    QFETCH(QByteArray, fault);
     push(1, 9);
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "times": 1, )" + fault + '}');
-    fetch(2);
-    QVERIFY(m_model->count() <= 2);
-    QVERIFY(uuids(*m_model).contains(text("orvik-uuid")));
+    for (const char *fault : {R"("do": "status", "status": 404)",
+                              R"("do": "body", "body": "{\"objects\": [[], {\"type\": {}}")"}) {
+        m_phone->tell("fault",
+                      QByteArray(R"({"path": "/api/v001/feed/", "times": 1, )") + fault + '}');
+        m_model->reset();
+        fetch(2);
+        QCOMPARE(uuids(*m_model), text("orvik-uuid"));
+    }
     fetch(2);
     QVERIFY(uuids(*m_model).startsWith(text("f02 f01 ")));
 }
@@ -345,9 +333,6 @@ void TstFeedModel::insertsThePromoOnce()
     m_model->insertPromo();
     m_model->insertPromo();
     QCOMPARE(m_watch->texts("collection"), QStringList(m_phone->facade->storeCategory()));
-    m_model->reset();
-    m_model->insertPromo();
-    QCOMPARE(m_watch->shown("counter"), text("1"));
     // Its name isn't taken: an item of the store may have it, too.
     m_phone->tell("feed", R"({"push": [{"uuid": "orvik-uuid", "type": 3}]})");
     fetch(1);
@@ -399,10 +384,9 @@ void TstFeedModel::dealsColumns()
             all.append(uuids(*static_cast<QAbstractItemModel *>(model)));
         return all.join(text(" | "));
     };
-    QSignalSpy changed(m_model.get(), &FeedModel::columnModelsChanged);
     m_model->setColumns(2);
     m_model->setColumns(2);
-    QCOMPARE(changed.size(), 1);
+    QCOMPARE(m_journal->take(), text("columns columnModels"));
     auto *second = static_cast<FeedColumnsModel *>(m_model->columnModels().at(1));
     auto watch = std::make_unique<ModelWatch>(second);
     push(1, 4);
@@ -413,7 +397,6 @@ void TstFeedModel::dealsColumns()
 
     // The numbers run on, so the next item after a reset is dealt to the next column.
     m_model->reset();
-    QCOMPARE(changed.size(), 2);
     fetch(5);
     QCOMPARE(columns(), text("f04 f02 | orvik-uuid f03 f01"));
     // An item that is brought to the top again takes its new number's column.
@@ -425,9 +408,6 @@ void TstFeedModel::dealsColumns()
         QCOMPARE(m_model->columns(), none);
         QCOMPARE(m_model->columnModels().size(), 0);
     }
-    FeedColumnsModel columnless(0, 0, nullptr);
-    columnless.setSourceModel(m_model.get());
-    QCOMPARE(columnless.rowCount(), 0);
 }
 
 void TstFeedModel::keepsHeadSlots()
@@ -459,16 +439,12 @@ void TstFeedModel::keepsHeadSlots()
     // A longer head begins anew, in the order of the feed.
     head.setLength(4);
     QTRY_COMPARE(uuids(head), text("f62 f61 f60 f59"));
-    head.setLength(0);
-    QTRY_COMPARE(head.rowCount(), 0);
-    watch.take();
-    m_model->fetchContent(1);
-    Q_EMIT m_phone->packager->packageStatusChanged(text("pack-62"));
-    head.setLength(-1);
-    QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take();
-    m_model->fetchContent(1);
-    QCOMPARE(head.rowCount(), 0);
+    for (int none : {0, -1}) {
+        head.setLength(none);
+        QTRY_COMPARE(head.rowCount(), 0);
+        m_model->fetchContent(1);
+        QCOMPARE(head.rowCount(), 0);
+    }
 }
 
 void TstFeedModel::headFollowsItsSource()
@@ -476,25 +452,21 @@ void TstFeedModel::headFollowsItsSource()
     FeedHeadModel head;
     ModelWatch watch(&head);
     head.setLength(2);
-    QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take(); // without a source
-    QCOMPARE(head.rowCount(), 0);
+    QTRY_COMPARE(watch.journal(), text("reset")); // without a source
     push(1, 4);
     fetch(3);
-    QSignalSpy changed(&head, &FeedHeadModel::sourceModelChanged);
+    SignalJournal journal(&head);
     head.setSourceModel(m_model.get());
     head.setSourceModel(m_model.get());
-    QCOMPARE(changed.size(), 1);
+    QCOMPARE(journal.take(), text("sourceModel"));
     QCOMPARE(head.rowCount(), 0); // until the feed moves
     head.setLength(3);
     QTRY_COMPARE(uuids(head), text("f03 f02 f01"));
-    QCOMPARE(head.roleNames(), m_model->roleNames());
     watch.take();
     Q_EMIT m_phone->packager->progressChanged(text("pack-02"), 5);
     QCOMPARE(watch.take(), text("change 1 268"));
     Q_EMIT m_model->dataChanged(m_model->index(0), m_model->index(1), {});
     QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take();
     // A turned row was in the head, which is thus laid out anew.
     m_phone->tell("feed", R"({"clear": true})");
     m_model->fetchContent(1);
@@ -508,11 +480,9 @@ void TstFeedModel::headFollowsItsSource()
     FeedModel other;
     head.setSourceModel(&other);
     m_model->insertPromo();
-    QCOMPARE(head.rowCount(), 3);
     other.insertPromo();
+    QCOMPARE(head.rowCount(), 3);
     QCOMPARE(head.data(head.index(2), FeedModel::CounterRole), QVariant(0)); // the oldest slot
-    head.setSourceModel(nullptr);
-    QVERIFY(!head.data(head.index(0), FeedModel::TitleRole).isValid());
 }
 
 QTEST_GUILESS_MAIN(TstFeedModel)
