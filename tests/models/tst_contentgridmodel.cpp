@@ -15,7 +15,6 @@ class TstContentGridModel : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
     void cutsRows_data();
     void cutsRows();
     void rebuildsOnceForABurst();
@@ -31,7 +30,7 @@ private:
     /** Turns the event loop until a rebuild, if one is scheduled, must have run. */
     static void turn();
 
-    std::unique_ptr<StorePhone> m_phone;
+    StorePhone m_phone;
     QSharedPointer<ContentModel> m_source;
     std::unique_ptr<ContentGridModel> m_grid;
     std::unique_ptr<SignalJournal> m_journal; // the grid's
@@ -39,28 +38,21 @@ private:
 
 void TstContentGridModel::initTestCase()
 {
-    m_phone = std::make_unique<StorePhone>();
-    m_phone->offerDemo();
-    QVERIFY(m_phone->connectFacade());
-    m_phone->install("demo-one 1.0, demo-two 1.5");
+    m_phone.offerDemo();
+    QVERIFY(m_phone.connectFacade());
+    m_phone.install("demo-one 1.0, demo-two 1.5");
 }
 
 void TstContentGridModel::init()
 {
     m_source = QSharedPointer<ContentModel>::create();
-    m_source->setStore(m_phone->facade.get());
-    m_source->setPackager(m_phone->packager.get());
+    m_source->setStore(m_phone.facade.get());
+    m_source->setPackager(m_phone.packager.get());
     m_source->setScope(text("store"));
     m_source->setStartsWith(text("demo-"));
     m_source->setSortMode(ContentModel::SortByState);
     m_grid = std::make_unique<ContentGridModel>(m_source);
     m_journal = std::make_unique<SignalJournal>(m_grid.get());
-}
-
-void TstContentGridModel::cleanup()
-{
-    m_grid.reset();
-    m_source.reset();
 }
 
 void TstContentGridModel::fill(int columns)
@@ -130,7 +122,7 @@ void TstContentGridModel::rebuildsOnceForABurst()
     // A state that changes takes the row out and puts it back.
     const QList<QObject *> before = m_grid->list();
     for (const char *package : {"demo-three", "demo-four", "demo-five", "demo-three"})
-        Q_EMIT m_phone->packager->packageStatusChanged(text(package));
+        Q_EMIT m_phone.packager->packageStatusChanged(text(package));
     QCOMPARE(m_grid->list(), before);
     turn();
     turn();
@@ -151,9 +143,9 @@ void TstContentGridModel::passesOneRowsChangeOn()
         return all.join(QLatin1Char('|'));
     };
 
-    Q_EMIT m_phone->packager->progressChanged(text("demo-three"), 50); // bravo
+    Q_EMIT m_phone.packager->progressChanged(text("demo-three"), 50); // bravo
     QCOMPARE(journals(), text("||change 1 260|"));
-    Q_EMIT m_phone->facade->companyReceived(text("acme")); // each row by itself
+    Q_EMIT m_phone.facade->companyReceived(text("acme")); // each row by itself
     QCOMPARE(journals(), text("change 0 265|change 0 265|change 0 265, change 1 265|change 0 265"));
     Q_EMIT m_source->dataChanged(m_source->index(9), m_source->index(9), {});
     QCOMPARE(journals(), text("|||"));
@@ -176,7 +168,7 @@ void TstContentGridModel::isBehindUntilTheRebuild()
     QVERIFY(!last->data(last->index(2), ContentModel::TitleRole).isValid());
 
     // Between a change and the rebuild a row may show another application than before.
-    m_source->addApplication(m_phone->facade->cachedApplicationUuid(text("demo-four")));
+    m_source->addApplication(m_phone.facade->cachedApplicationUuid(text("demo-four")));
     QCOMPARE(rows().first(), text("1: Charlie"));
     turn();
     QCOMPARE(rows(), QStringList(text("32: Charlie")));
@@ -191,7 +183,7 @@ void TstContentGridModel::endsWithItsRows()
     const QPointer<QObject> row = m_grid->list().first();
     m_source.reset();
     QVERIFY(source);
-    Q_EMIT m_phone->packager->packageStatusChanged(text("demo-one"));
+    Q_EMIT m_phone.packager->packageStatusChanged(text("demo-one"));
     m_grid.reset();
     QVERIFY(!row && !source);
     turn();

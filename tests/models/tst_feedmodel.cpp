@@ -37,7 +37,6 @@ class TstFeedModel : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
     void showsItsRows();
     void deliversWhatIsWanted();
     void staysSilentWithoutACount();
@@ -62,7 +61,7 @@ private:
     [[nodiscard]] QString uuids(const QAbstractItemModel &model) const;
 
     Ids m_ids;
-    std::unique_ptr<StorePhone> m_phone;
+    StorePhone m_phone;
     std::unique_ptr<FeedModel> m_model;
     std::unique_ptr<ModelWatch> m_watch;
     std::unique_ptr<SignalJournal> m_journal; // the model's
@@ -71,27 +70,21 @@ private:
 void TstFeedModel::initTestCase()
 {
     QVERIFY(QCoreApplication::installTranslator(&m_ids));
-    m_phone = std::make_unique<StorePhone>();
-    m_phone->offerDemo();
-    QVERIFY(m_phone->connectFacade());
+    m_phone.offerDemo();
+    QVERIFY(m_phone.connectFacade());
 }
 
 void TstFeedModel::init()
 {
-    m_phone->tell("feed", R"({"clear": true})");
-    m_phone->store.clearLog();
+    m_watch.reset();
     m_model = std::make_unique<FeedModel>();
-    m_model->setStore(m_phone->facade.get());
-    m_model->setPackager(m_phone->packager.get());
+    m_model->setStore(m_phone.facade.get());
+    m_model->setPackager(m_phone.packager.get());
     m_watch = std::make_unique<ModelWatch>(m_model.get());
     m_journal = std::make_unique<SignalJournal>(m_model.get());
-}
-
-void TstFeedModel::cleanup()
-{
-    m_watch.reset();
-    m_model.reset();
-    m_phone->tell("clear-faults");
+    m_phone.tell("clear-faults");
+    m_phone.tell("feed", R"({"clear": true})");
+    m_phone.store.clearLog();
 }
 
 void TstFeedModel::push(int first, int last, const QByteArray &keys)
@@ -102,7 +95,7 @@ void TstFeedModel::push(int first, int last, const QByteArray &keys)
         items += R"({"uuid": "f)" + number + R"(", "package_name": "pack-)" + number
             + R"(", "type": 3)" + keys + (i > first ? "}, " : "}");
     }
-    m_phone->tell("feed", R"({"push": [)" + items + "]}");
+    m_phone.tell("feed", R"({"push": [)" + items + "]}");
 }
 
 void TstFeedModel::fetch(int count)
@@ -121,8 +114,8 @@ QString TstFeedModel::uuids(const QAbstractItemModel &model) const
 
 void TstFeedModel::showsItsRows()
 {
-    m_phone->install("demo-one 1.0");
-    m_phone->tell("feed", R"({"push": [
+    m_phone.install("demo-one 1.0");
+    m_phone.tell("feed", R"({"push": [
         {"uuid": "i-9", "type": 9, "application": "demo-one", "description": "not read"},
         {"uuid": "i-5", "type": 5, "application": "demo-one", "title": "not by us"},
         {"uuid": "i-4", "type": 4, "package_name": "quayside-apk-x", "description": "good"},
@@ -152,13 +145,13 @@ void TstFeedModel::deliversWhatIsWanted()
     push(1, 15);
     QJsonArray picture;
     const auto step = [&](int count) {
-        m_phone->store.clearLog();
+        m_phone.store.clearLog();
         m_journal->take();
         fetch(count);
         picture.append(
             QJsonObject{{text("fetch"), count},
                         {text("loadingChanged"), m_journal->take().count(text("loading"))},
-                        {text("requests"), QJsonArray::fromStringList(m_phone->requests(feedPath))},
+                        {text("requests"), QJsonArray::fromStringList(m_phone.requests(feedPath))},
                         {text("rows"), uuids(*m_model)},
                         {text("counters"), m_watch->shown("counter")}});
     };
@@ -205,7 +198,7 @@ void TstFeedModel::staysSilentWithoutACount()
     m_model->fetchContent(std::numeric_limits<int>::max());
     fetch(std::numeric_limits<int>::max());
     const char *most = "GET /api/v001/feed/?limit=2147483647";
-    QTRY_COMPARE(m_phone->requests(feedPath).join(text(", ")),
+    QTRY_COMPARE(m_phone.requests(feedPath).join(text(", ")),
                  text("%1, GET /api/v001/feed/?limit=12, %1, %1").arg(text(most)));
 }
 
@@ -225,14 +218,14 @@ void TstFeedModel::keepsSixtyRows()
     // What was evicted may come again; bringing it back evicts others, which may as well.
     fetch(3);
     QVERIFY(uuids(*m_model).startsWith(text("f03 f02 f01 f63 ")));
-    m_phone->store.clearLog();
+    m_phone.store.clearLog();
     m_model->fetchContent(3);
     QVERIFY(uuids(*m_model).startsWith(text("f06 f05 f04 f03 ")));
-    QCOMPARE(m_phone->requests(feedPath), QStringList());
+    QCOMPARE(m_phone.requests(feedPath), QStringList());
     QCOMPARE(m_model->count(), 60);
 
     // A turned row stays known, and there is one of it only.
-    m_phone->tell("feed", R"({"clear": true})");
+    m_phone.tell("feed", R"({"clear": true})");
     fetch(1);
     m_journal->take();
     fetch(1);
@@ -250,7 +243,7 @@ void TstFeedModel::keepsOneType()
     m_model->setFeedType(Store::Feed::Like);
     m_model->setFeedType(Store::Feed::Like);
     QCOMPARE(m_journal->take(), text("modelReset columnModels count feedType"));
-    QCOMPARE(m_phone->requests(feedPath).size(), 1); // a change fetches nothing
+    QCOMPARE(m_phone.requests(feedPath).size(), 1); // a change fetches nothing
     fetch(10);
     QCOMPARE(uuids(*m_model), text("orvik-uuid f05 f04"));
     // Items that were dropped are not known, and may come in another time.
@@ -261,18 +254,18 @@ void TstFeedModel::keepsOneType()
 
 void TstFeedModel::addsUpRequests()
 {
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50, "times": 2})");
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50, "times": 2})");
     push(1, 9);
     m_model->fetchContent(2);
     fetch(3);
-    QTRY_COMPARE(m_phone->requests(feedPath).size(), 2);
-    QVERIFY(m_phone->requests(feedPath).contains(text("GET /api/v001/feed/?limit=15")));
+    QTRY_COMPARE(m_phone.requests(feedPath).size(), 2);
+    QVERIFY(m_phone.requests(feedPath).contains(text("GET /api/v001/feed/?limit=15")));
     QTRY_COMPARE(uuids(*m_model), text("f05 f04 f03 f02 f01"));
 }
 
 void TstFeedModel::keepsWhatComesAfterAReset()
 {
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50})");
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50})");
     push(1, 4);
     m_model->fetchContent(3);
     m_model->reset();
@@ -281,12 +274,12 @@ void TstFeedModel::keepsWhatComesAfterAReset()
     QCOMPARE(m_model->count(), 0);
     m_model->fetchContent(3);
     QCOMPARE(uuids(*m_model), text("f03 f02 f01"));
-    QCOMPARE(m_phone->requests(feedPath).size(), 1);
+    QCOMPARE(m_phone.requests(feedPath).size(), 1);
 
     m_model->fetchContent(20);
     m_watch.reset();
     m_model.reset(); // with a request under way
-    QTRY_COMPARE(m_phone->requests(feedPath).size(), 2);
+    QTRY_COMPARE(m_phone.requests(feedPath).size(), 2);
 }
 
 void TstFeedModel::takesAFailureForAShortFeed()
@@ -294,8 +287,8 @@ void TstFeedModel::takesAFailureForAShortFeed()
     push(1, 9);
     for (const char *fault : {R"("do": "status", "status": 404)",
                               R"("do": "body", "body": "{\"objects\": [[], {\"type\": {}}")"}) {
-        m_phone->tell("fault",
-                      QByteArray(R"({"path": "/api/v001/feed/", "times": 1, )") + fault + '}');
+        m_phone.tell("fault",
+                     QByteArray(R"({"path": "/api/v001/feed/", "times": 1, )") + fault + '}');
         m_model->reset();
         fetch(2);
         QCOMPARE(uuids(*m_model), text("orvik-uuid"));
@@ -311,18 +304,18 @@ void TstFeedModel::followsPackages()
     fetch(4);
     QCOMPARE(uuids(*m_model), text("f02 f01 f04 f03"));
     m_watch->take();
-    m_phone->packager->install(text("pack-01"));
+    m_phone.packager->install(text("pack-01"));
     QCOMPARE(
         m_watch->take(),
         text("change 1 267, change 2 267, change 3 267, change 1 268, change 2 268, change 3 268"));
     QCOMPARE(m_watch->shown("appState"), text("32 4 4 4"));
     QCOMPARE(m_watch->shown("progress"), text("100 0 0 0"));
-    Q_EMIT m_phone->packager->progressChanged(text("pack-02"), 100); // any number counts
+    Q_EMIT m_phone.packager->progressChanged(text("pack-02"), 100); // any number counts
     QCOMPARE(m_watch->take(), text("change 0 268"));
     m_model->reset();
-    Q_EMIT m_phone->packager->packageStatusChanged(text("pack-01"));
+    Q_EMIT m_phone.packager->packageStatusChanged(text("pack-01"));
     QCOMPARE(m_watch->take(), text("reset"));
-    m_phone->job("install pack-01")->fail(text("cancelled"));
+    m_phone.job("install pack-01")->fail(text("cancelled"));
 }
 
 void TstFeedModel::insertsThePromoOnce()
@@ -332,9 +325,9 @@ void TstFeedModel::insertsThePromoOnce()
     QCOMPARE(storeless.data(storeless.index(0), FeedModel::CollectionRole).toString(), QString());
     m_model->insertPromo();
     m_model->insertPromo();
-    QCOMPARE(m_watch->texts("collection"), QStringList(m_phone->facade->storeCategory()));
+    QCOMPARE(m_watch->texts("collection"), QStringList(m_phone.facade->storeCategory()));
     // Its name isn't taken: an item of the store may have it, too.
-    m_phone->tell("feed", R"({"push": [{"uuid": "orvik-uuid", "type": 3}]})");
+    m_phone.tell("feed", R"({"push": [{"uuid": "orvik-uuid", "type": 3}]})");
     fetch(1);
     QCOMPARE(uuids(*m_model), text("orvik-uuid orvik-uuid"));
 }
@@ -350,7 +343,7 @@ void TstFeedModel::worksWithoutEndpoints()
     early.reset();
     m_model->fetchContent(2);
     m_model->insertPromo();
-    m_model->setStore(m_phone->facade.get());
+    m_model->setStore(m_phone.facade.get());
     push(1, 9);
     fetch(1);
     QCOMPARE(uuids(*m_model), text("f03 f02 f01 orvik-uuid")); // the two from before as well
@@ -361,17 +354,17 @@ void TstFeedModel::refusesForeignObjects()
     QTest::ignoreMessage(
         QtWarningMsg,
         "void FeedModel::setStore(QObject*) The given object is not a OrvikStore object!");
-    m_model->setStore(m_phone->packager.get());
+    m_model->setStore(m_phone.packager.get());
     QTest::ignoreMessage(QtWarningMsg,
                          "void FeedModel::setPackager(QObject*) "
                          "The given object is not a PackageHandler object!");
     m_model->setPackager(nullptr);
-    QCOMPARE(m_model->packager(), m_phone->packager.get());
+    QCOMPARE(m_model->packager(), m_phone.packager.get());
     // The same handler once more is heard twice.
-    m_model->setPackager(m_phone->packager.get());
+    m_model->setPackager(m_phone.packager.get());
     m_model->insertPromo();
     m_watch->take();
-    Q_EMIT m_phone->packager->packageStatusChanged(QString());
+    Q_EMIT m_phone.packager->packageStatusChanged(QString());
     QCOMPARE(m_watch->take(), text("change 0 267, change 0 267"));
 }
 
@@ -463,12 +456,12 @@ void TstFeedModel::headFollowsItsSource()
     head.setLength(3);
     QTRY_COMPARE(uuids(head), text("f03 f02 f01"));
     watch.take();
-    Q_EMIT m_phone->packager->progressChanged(text("pack-02"), 5);
+    Q_EMIT m_phone.packager->progressChanged(text("pack-02"), 5);
     QCOMPARE(watch.take(), text("change 1 268"));
     Q_EMIT m_model->dataChanged(m_model->index(0), m_model->index(1), {});
     QTRY_COMPARE(watch.journal(), text("reset"));
     // A turned row was in the head, which is thus laid out anew.
-    m_phone->tell("feed", R"({"clear": true})");
+    m_phone.tell("feed", R"({"clear": true})");
     m_model->fetchContent(1);
     m_model->insertPromo();
     fetch(2);

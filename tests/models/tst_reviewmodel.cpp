@@ -38,7 +38,6 @@ class TstReviewModel : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
     void showsItsRows();
     void endsAtTheLimit_data();
     void endsAtTheLimit();
@@ -53,7 +52,7 @@ private:
     void serve(const QList<int> &days);
     [[nodiscard]] QString words() const;
 
-    std::unique_ptr<StorePhone> m_phone;
+    StorePhone m_phone;
     QString m_app; // an application that the store knows
     std::unique_ptr<ReviewModel> m_model;
     std::unique_ptr<ModelWatch> m_watch;
@@ -61,24 +60,18 @@ private:
 
 void TstReviewModel::initTestCase()
 {
-    m_phone = std::make_unique<StorePhone>();
-    m_app = m_phone->offer(text("demo-one"), "{}");
-    QVERIFY(m_phone->connectFacade());
+    m_app = m_phone.offer(text("demo-one"), "{}");
+    QVERIFY(m_phone.connectFacade());
 }
 
 void TstReviewModel::init()
 {
-    m_phone->store.clearLog();
-    m_model = std::make_unique<ReviewModel>();
-    m_model->setStore(QVariant::fromValue<QObject *>(m_phone->facade.get()));
-    m_watch = std::make_unique<ModelWatch>(m_model.get());
-}
-
-void TstReviewModel::cleanup()
-{
     m_watch.reset();
-    m_model.reset();
-    m_phone->tell("clear-faults");
+    m_model = std::make_unique<ReviewModel>();
+    m_model->setStore(QVariant::fromValue<QObject *>(m_phone.facade.get()));
+    m_watch = std::make_unique<ModelWatch>(m_model.get());
+    m_phone.tell("clear-faults");
+    m_phone.store.clearLog();
 }
 
 void TstReviewModel::serve(const QList<int> &days)
@@ -95,11 +88,11 @@ void TstReviewModel::serve(const QList<int> &days)
     }
     const QJsonDocument page(
         QJsonObject{{text("meta"), QJsonObject()}, {text("objects"), reviews}});
-    m_phone->store.command(text("fault"),
-                           {{text("path"), reviewPath},
-                            {text("method"), text("GET")},
-                            {text("do"), text("body")},
-                            {text("body"), QString::fromUtf8(page.toJson())}});
+    m_phone.store.command(text("fault"),
+                          {{text("path"), reviewPath},
+                           {text("method"), text("GET")},
+                           {text("do"), text("body")},
+                           {text("body"), QString::fromUtf8(page.toJson())}});
 }
 
 QString TstReviewModel::words() const
@@ -151,7 +144,7 @@ void TstReviewModel::endsAtTheLimit()
     QVERIFY(journal.take().contains(order));
     QCOMPARE(words(), expected);
     QCOMPARE(m_model->limitExceeded(), exceeded);
-    const QStringList requests = m_phone->requests(reviewPath);
+    const QStringList requests = m_phone.requests(reviewPath);
     QCOMPARE(requests.size(), 1);
     QVERIFY(requests[0].startsWith(text("GET /api/v001/review/?application__uuid=app")));
     QCOMPARE(requests[0].section(text("&limit="), 1), asked);
@@ -174,7 +167,7 @@ void TstReviewModel::fetchesAnew()
     QVERIFY(!m_model->limitExceeded());
     m_watch.reset();
     m_model.reset(); // with a request under way
-    QTRY_COMPARE(m_phone->requests(reviewPath).size(), 4);
+    QTRY_COMPARE(m_phone.requests(reviewPath).size(), 4);
 }
 
 void TstReviewModel::showsWhatIsSent()
@@ -184,12 +177,12 @@ void TstReviewModel::showsWhatIsSent()
     m_model->setApplication(text("app"));
     QTRY_VERIFY(!m_model->loading());
     ReviewModel other;
-    other.setStore(QVariant::fromValue<QObject *>(m_phone->facade.get()));
+    other.setStore(QVariant::fromValue<QObject *>(m_phone.facade.get()));
     SignalJournal journal(m_model.get());
     const auto announce = [&](const Store::Review::ConstPtr &review) {
         m_watch->take();
         journal.take();
-        Q_EMIT m_phone->facade->reviewSent(review);
+        Q_EMIT m_phone.facade->reviewSent(review);
         return m_watch->take();
     };
     // New, in a full list. Every list takes it, whatever its application.
@@ -217,36 +210,36 @@ void TstReviewModel::showsWhatIsSent()
 
 void TstReviewModel::givesWayToTheRealUuid()
 {
-    m_phone->tell("fault", R"({"path": "/api/v001/review/", "method": "POST", "times": 1,
+    m_phone.tell("fault", R"({"path": "/api/v001/review/", "method": "POST", "times": 1,
                                "do": "status", "status": 404})");
     const auto send = [this](const QString &uuid, const char *words) {
-        m_phone->facade->sendReview(uuid, m_app, text(words), text("1.0"));
+        m_phone.facade->sendReview(uuid, m_app, text(words), text("1.0"));
     };
     send(QString(), "fails"); // and stays without one
-    QTRY_COMPARE(m_phone->requests(reviewPath).size(), 1);
+    QTRY_COMPARE(m_phone.requests(reviewPath).size(), 1);
     send(QString(), "mine");
     QCOMPARE(m_watch->texts("uuid"), QStringList({QString(), QString()}));
     QTRY_COMPARE(m_watch->journal(), text("insert 0, insert 0, change 0 262"));
     m_watch->take();
     const QString uuid = m_watch->texts("uuid")[0];
     QCOMPARE(words(), text("mine, fails"));
-    Q_EMIT m_phone->facade->reviewUuidReceived(text("temp-none"), text("x"));
+    Q_EMIT m_phone.facade->reviewUuidReceived(text("temp-none"), text("x"));
     QCOMPARE(m_watch->take(), QString());
 
     send(uuid, "changed");
     QCOMPARE(words(), text("changed, fails"));
-    QTRY_COMPARE(m_phone->requests(reviewPath).size(), 3);
+    QTRY_COMPARE(m_phone.requests(reviewPath).size(), 3);
     send(uuid, "");
     QCOMPARE(words(), text("fails"));
-    QTRY_COMPARE(m_phone->requests(reviewPath).size(), 4);
-    QCOMPARE(m_phone->requests(reviewPath)[2], text("PUT /api/v001/review/%1/").arg(uuid));
-    QCOMPARE(m_phone->requests(reviewPath)[3], text("DELETE /api/v001/review/%1/").arg(uuid));
+    QTRY_COMPARE(m_phone.requests(reviewPath).size(), 4);
+    QCOMPARE(m_phone.requests(reviewPath)[2], text("PUT /api/v001/review/%1/").arg(uuid));
+    QCOMPARE(m_phone.requests(reviewPath)[3], text("DELETE /api/v001/review/%1/").arg(uuid));
 }
 
 void TstReviewModel::survivesFailures()
 {
     serve({1});
-    m_phone->tell("fault", R"({"path": "/api/v001/review/", "times": 1, "do": "body",
+    m_phone.tell("fault", R"({"path": "/api/v001/review/", "times": 1, "do": "body",
                                "body": "{\"objects\": [[], {\"created_on\": []}"})");
     m_model->setApplication(text("app"));
     QTRY_VERIFY(!m_model->loading());
@@ -262,11 +255,11 @@ void TstReviewModel::wantsAStoreFirst()
     early.setApplication(QString()); // neither
     QCOMPARE(journal.take(), text("application"));
     for (const QVariant &wrong :
-         {QVariant(5), QVariant::fromValue<QObject *>(m_phone->packager.get()), QVariant()})
+         {QVariant(5), QVariant::fromValue<QObject *>(m_phone.packager.get()), QVariant()})
         early.setStore(wrong);
     early.setApplication(text("app"));
     QCOMPARE(journal.take(), text("application modelReset count"));
-    early.setStore(QVariant::fromValue<QObject *>(m_phone->facade.get()));
+    early.setStore(QVariant::fromValue<QObject *>(m_phone.facade.get()));
     QVERIFY(!early.loading());
     QVERIFY(!early.property("store").isValid());
 }
