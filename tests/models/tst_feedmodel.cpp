@@ -285,16 +285,12 @@ void TstFeedModel::keepsWhatComesAfterAReset()
 void TstFeedModel::takesAFailureForAShortFeed()
 {
     push(1, 9);
-    for (const char *fault : {R"("do": "status", "status": 404)",
-                              R"("do": "body", "body": "{\"objects\": [[], {\"type\": {}}")"}) {
-        m_phone.tell("fault",
-                     QByteArray(R"({"path": "/api/v001/feed/", "times": 1, )") + fault + '}');
-        m_model->reset();
-        fetch(2);
-        QCOMPARE(uuids(*m_model), text("orvik-uuid"));
-    }
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "times": 1, "do": "body",
+                              "body": "{\"objects\": [[], {\"type\": {}}"})");
     fetch(2);
-    QVERIFY(uuids(*m_model).startsWith(text("f02 f01 ")));
+    QCOMPARE(uuids(*m_model), text("orvik-uuid"));
+    fetch(2);
+    QCOMPARE(uuids(*m_model), text("f02 f01 orvik-uuid"));
 }
 
 void TstFeedModel::followsPackages()
@@ -320,9 +316,6 @@ void TstFeedModel::followsPackages()
 
 void TstFeedModel::insertsThePromoOnce()
 {
-    FeedModel storeless;
-    storeless.insertPromo();
-    QCOMPARE(storeless.data(storeless.index(0), FeedModel::CollectionRole).toString(), QString());
     m_model->insertPromo();
     m_model->insertPromo();
     QCOMPARE(m_watch->texts("collection"), QStringList(m_phone.facade->storeCategory()));
@@ -396,11 +389,8 @@ void TstFeedModel::dealsColumns()
     fetch(1);
     QCOMPARE(columns(), text("f01 f04 f02 | orvik-uuid f03"));
 
-    for (int none : {-1, 0}) {
-        m_model->setColumns(none);
-        QCOMPARE(m_model->columns(), none);
-        QCOMPARE(m_model->columnModels().size(), 0);
-    }
+    m_model->setColumns(-1);
+    QCOMPARE(m_model->columnModels().size(), 0);
 }
 
 void TstFeedModel::keepsHeadSlots()
