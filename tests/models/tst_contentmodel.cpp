@@ -284,6 +284,9 @@ void TstContentModel::turnsPages()
     m_model->fetchMoreContent();
     QVERIFY(!m_model->loading());
     QCOMPARE(m_model->count(), 0);
+    m_model->refresh(); // which forgets it
+    QVERIFY(!m_model->hasMore());
+    QTRY_VERIFY(m_model->hasMore());
 }
 
 void TstContentModel::survivesFailures()

@@ -191,6 +191,9 @@ void TstReviewModel::showsWhatIsSent()
     QCOMPARE(words(), text("5, 3, new")); // behind its equal
     QVERIFY(m_model->limitExceeded());
     QCOMPARE(other.count(), 1);
+    for (const char *uuid : {"r-new", "r-newer"}) // the first is for good
+        Q_EMIT m_phone.facade->reviewUuidReceived(text("temp-1"), text(uuid));
+    QCOMPARE(m_watch->texts("uuid"), QStringList({text("r-5"), text("r-3"), text("r-new")}));
     // Older than all of a full list: in and out.
     QCOMPARE(announce(sent("", "", 1)), text("insert 3, remove 3"));
     // Edited: it stays at its place in time.
