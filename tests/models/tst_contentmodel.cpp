@@ -458,6 +458,9 @@ void TstContentModel::findsARecordThatStandsTwice()
     m_model->setSortMode(ContentModel::SortByName);
     Q_EMIT m_phone->packager->packageStatusChanged(text("demo-three"));
     QCOMPARE(m_watch->take(), text("remove 6, insert 1"));
+    // And the last of them is the one that goes.
+    Q_EMIT m_phone->packager->packageStatusChanged(text("demo-two"));
+    QVERIFY(m_watch->take().startsWith(text("remove 9")));
 }
 
 void TstContentModel::addsApplications()
@@ -482,6 +485,9 @@ void TstContentModel::addsApplications()
     QCOMPARE(m_watch->shown("androidApp"), text("false true"));
     facade->replaceApplication(record("a", "quayside-apk-a", false));
     QCOMPARE(m_watch->shown("androidApp"), text("false false"));
+    m_watch->take();
+    Q_EMIT m_phone->packager->packageStatusChanged(text("quayside-apk-a")); // of a local one now
+    QCOMPARE(m_watch->take(), QString());
 }
 
 void TstContentModel::startsAllUpdates()

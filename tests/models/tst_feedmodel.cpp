@@ -417,6 +417,7 @@ void TstFeedModel::keepsHeadSlots()
     m_model->fetchContent(53);
     watch.take();
     m_model->fetchContent(1);
+    QCoreApplication::processEvents(); // and a rebuild, if one is scheduled
     QCOMPARE(watch.take(), text("change 1"));
     QCOMPARE(uuids(head), text("f61 f62 f60"));
 

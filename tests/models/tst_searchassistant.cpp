@@ -177,15 +177,15 @@ void TstSearchAssistant::keepsRowsInPlace()
     QCOMPARE(m_watch->take(), text("insert 2, insert 3"));
     QCOMPARE(rows(), text("Mapper mapping Map maps"));
 
-    // What arrives late adds rows to the present term, and takes none away.
+    // What arrives late adds rows to the present term, and takes none away for better ones.
     type("");
+    m_assistant->setLimit(3);
     propose(words("mango manga"));
     m_phone.tell("fault", R"({"path": "/api/search/application/autocomplete/?q=xyz", "do": "body",
-                               "body": "{\"results\": [\"mapmaker\", \"mappy\"]}"})");
+                               "body": "{\"results\": [\"mappage\", \"mappaz\"]}"})");
     type("xyz");
     type("mapp");
-    QTRY_COMPARE(rows(), text("Mapper mapping mappy"));
-    QVERIFY(!m_watch->journal().contains(text("remove")));
+    QTRY_COMPARE(rows(), text("Mapper mapping mappage"));
     // Of a word that comes in another case the old row goes with the next keystroke.
     type("ma");
     propose(words("MAPPER"));
