@@ -11,6 +11,7 @@ StorePhone::StorePhone()
     , m_made(manager->made)
 {
     tell("reset");
+    connectFacade();
 }
 
 StorePhone::~StorePhone()
@@ -20,14 +21,13 @@ StorePhone::~StorePhone()
     (void)deleteStarted(m_made);
 }
 
-bool StorePhone::connectFacade()
+void StorePhone::connectFacade()
 {
     facade = std::make_unique<OrvikStore>(&m_images, nullptr);
     facade->tryConnect();
-    const bool ready =
-        QTest::qWaitFor([this] { return facade->connectionState() == OrvikStore::Ready; }, 10000);
+    if (!QTest::qWaitFor([this] { return facade->connectionState() == OrvikStore::Ready; }, 10000))
+        QTest::qFail("the store is out of reach", __FILE__, __LINE__);
     store.clearLog();
-    return ready;
 }
 
 QJsonObject StorePhone::tell(const char *verb, const QByteArray &arguments)

@@ -24,7 +24,7 @@ public:
     ~StorePhone();
 
     /** Brings the facade to Ready, in place of an earlier one. */
-    [[nodiscard]] bool connectFacade();
+    void connectFacade();
 
     /** Sends the store @p verb with arguments in JSON. */
     QJsonObject tell(const char *verb, const QByteArray &arguments = "{}");

@@ -20,7 +20,6 @@ private Q_SLOTS:
     void rebuildsOnceForABurst();
     void passesOneRowsChangeOn();
     void isBehindUntilTheRebuild();
-    void endsWithItsRows();
 
 private:
     /** Shows all five in grid rows of @p columns. */
@@ -39,7 +38,6 @@ private:
 void TstContentGridModel::initTestCase()
 {
     m_phone.offerDemo();
-    QVERIFY(m_phone.connectFacade());
     m_phone.install("demo-one 1.0, demo-two 1.5");
 }
 
@@ -173,20 +171,6 @@ void TstContentGridModel::isBehindUntilTheRebuild()
     turn();
     QCOMPARE(rows(), QStringList(text("32: Charlie")));
     QCOMPARE(m_journal->take(), text("list"));
-}
-
-void TstContentGridModel::endsWithItsRows()
-{
-    fill(3);
-    // The grid keeps its source, and takes its rows with it, with a rebuild under way.
-    const QPointer<ContentModel> source = m_source.data();
-    const QPointer<QObject> row = m_grid->list().first();
-    m_source.reset();
-    QVERIFY(source);
-    Q_EMIT m_phone.packager->packageStatusChanged(text("demo-one"));
-    m_grid.reset();
-    QVERIFY(!row && !source);
-    turn();
 }
 
 QTEST_GUILESS_MAIN(TstContentGridModel)

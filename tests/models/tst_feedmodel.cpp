@@ -71,7 +71,6 @@ void TstFeedModel::initTestCase()
 {
     QVERIFY(QCoreApplication::installTranslator(&m_ids));
     m_phone.offerDemo();
-    QVERIFY(m_phone.connectFacade());
 }
 
 void TstFeedModel::init()

@@ -42,7 +42,6 @@ private:
 void TstLiker::initTestCase()
 {
     m_app = m_phone.offer(text("demo-one"), R"({"title": "Demo", "version": "1.0"})");
-    QVERIFY(m_phone.connectFacade());
 }
 
 void TstLiker::init()

@@ -22,7 +22,6 @@ class TstSearchAssistant : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
     void completes_data();
     void completes();
@@ -43,11 +42,6 @@ private:
     std::unique_ptr<SearchAssistant> m_assistant;
     std::unique_ptr<ModelWatch> m_watch;
 };
-
-void TstSearchAssistant::initTestCase()
-{
-    QVERIFY(m_phone.connectFacade());
-}
 
 void TstSearchAssistant::init()
 {
