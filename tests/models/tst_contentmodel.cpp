@@ -27,6 +27,7 @@ private Q_SLOTS:
     void turnsPages();
     void survivesFailures();
     void forgetsARunningRequest();
+    void worksWithoutFacade();
     void followsStatus();
     void keepsATopListInPlace();
     void forgetsWhatIsNotToBeShown();
@@ -35,7 +36,6 @@ private Q_SLOTS:
     void addsApplications();
     void startsAllUpdates();
     void refusesWhatItDoesNotKnow();
-    void worksWithoutFacade();
 
 private:
     /** Fetches the applications whose package names begin so. */
@@ -317,6 +317,22 @@ void TstContentModel::forgetsARunningRequest()
     QTRY_COMPARE(m_phone->requests(text("/api/v001/application/")).size(), 3);
 }
 
+void TstContentModel::worksWithoutFacade()
+{
+    showDemo();
+    m_model->refresh();
+    m_phone->facade.reset(); // with a request under way
+    m_phone->packager.reset();
+    m_model->updateAll();
+    m_model->addApplication(text("a"));
+    m_model->fetchMoreContent();
+    m_model->setScope(text("search"));
+    m_model->setFilter(text("x"));
+    m_model->refresh(); // the one list that doesn't look for a store
+    QVERIFY(!m_model->loading());
+    QCOMPARE(m_model->count(), 0);
+}
+
 void TstContentModel::followsStatus()
 {
     m_phone->install("demo-one 1.0, demo-two 1.5");
@@ -526,22 +542,6 @@ void TstContentModel::refusesWhatItDoesNotKnow()
     QTest::ignoreMessage(QtWarningMsg, "void ContentModel::fetchContent() Unknown top list type 7");
     m_model->refresh();
     QCOMPARE(journal.take(), text("loading modelReset count updateCount hasMore"));
-}
-
-void TstContentModel::worksWithoutFacade()
-{
-    showDemo();
-    m_model->refresh();
-    m_phone->facade.reset(); // with a request under way
-    m_phone->packager.reset();
-    m_model->updateAll();
-    m_model->addApplication(text("a"));
-    m_model->fetchMoreContent();
-    m_model->setScope(text("search"));
-    m_model->setFilter(text("x"));
-    m_model->refresh(); // the one list that doesn't look for a store
-    QVERIFY(!m_model->loading());
-    QCOMPARE(m_model->count(), 0);
 }
 
 QTEST_GUILESS_MAIN(TstContentModel)

@@ -27,9 +27,9 @@ private Q_SLOTS:
     void completes();
     void takesAVeryLongWord();
     void asksOnceForAWord();
+    void worksWithLess();
     void keepsRowsInPlace();
     void goesByItsLimit();
-    void worksWithLess();
 
 private:
     /** What the store proposes from now on. */
@@ -158,6 +158,34 @@ void TstSearchAssistant::asksOnceForAWord()
     QCOMPARE(terms, words("ABxyz abc abx"));
 }
 
+void TstSearchAssistant::worksWithLess()
+{
+    SearchAssistant alone;
+    alone.setStore(QVariant(3));
+    alone.setStore(QVariant::fromValue<QObject *>(m_phone.packager.get()));
+    alone.setSearchTerm(text("abc"));
+    QVERIFY(!alone.property("store").isValid());
+    // What was typed without a store isn't asked for later.
+    alone.setStore(QVariant::fromValue<QObject *>(m_phone.facade.get()));
+    alone.setSearchTerm(text("ab"));
+    alone.setSearchTerm(text("abc"));
+
+    // Bad answers teach nothing, and others still come.
+    propose(words("abc abcd"));
+    m_phone.tell("fault", R"({"path": "/api/search/", "times": 1, "do": "body",
+                              "body": "{\"results\": {\"a\": 1}}"})");
+    type("bad");
+    QTRY_COMPARE(asked(), words("bad"));
+    type("");
+    type("abc");
+    QTRY_COMPARE(rows(), text("abc abcd"));
+    type("");
+    type("other");
+    m_watch.reset();
+    m_assistant.reset(); // with a request under way
+    QTRY_COMPARE(asked(), words("bad abc other"));
+}
+
 void TstSearchAssistant::keepsRowsInPlace()
 {
     propose(words("Mapper maps mapping Map mango"));
@@ -205,34 +233,6 @@ void TstSearchAssistant::goesByItsLimit()
     QCOMPARE(rowsWithin(2), text("aaa aaab"));
     QCOMPARE(rowsWithin(0), QString()); // where the word itself is found
     QCOMPARE(rowsWithin(-1), QString());
-}
-
-void TstSearchAssistant::worksWithLess()
-{
-    SearchAssistant alone;
-    alone.setStore(QVariant(3));
-    alone.setStore(QVariant::fromValue<QObject *>(m_phone.packager.get()));
-    alone.setSearchTerm(text("abc"));
-    QVERIFY(!alone.property("store").isValid());
-    // What was typed without a store isn't asked for later.
-    alone.setStore(QVariant::fromValue<QObject *>(m_phone.facade.get()));
-    alone.setSearchTerm(text("ab"));
-    alone.setSearchTerm(text("abc"));
-
-    // Bad answers teach nothing, and others still come.
-    propose(words("abc abcd"));
-    m_phone.tell("fault", R"({"path": "/api/search/", "times": 1, "do": "body",
-                              "body": "{\"results\": {\"a\": 1}}"})");
-    type("bad");
-    QTRY_COMPARE(asked(), words("bad"));
-    type("");
-    type("abc");
-    QTRY_COMPARE(rows(), text("abc abcd"));
-    type("");
-    type("other");
-    m_watch.reset();
-    m_assistant.reset(); // with a request under way
-    QTRY_COMPARE(asked(), words("bad abc other"));
 }
 
 QTEST_GUILESS_MAIN(TstSearchAssistant)
