@@ -1,6 +1,7 @@
 #include "storephone.h"
 
 #include <QJsonDocument>
+#include <QMetaMethod>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -10,6 +11,7 @@ StorePhone::StorePhone()
     , m_made(manager->made)
 {
     tell("reset");
+    connectFacade();
 }
 
 StorePhone::~StorePhone()
@@ -19,14 +21,13 @@ StorePhone::~StorePhone()
     (void)deleteStarted(m_made);
 }
 
-bool StorePhone::connectFacade()
+void StorePhone::connectFacade()
 {
     facade = std::make_unique<OrvikStore>(&m_images, nullptr);
     facade->tryConnect();
-    const bool ready =
-        QTest::qWaitFor([this] { return facade->connectionState() == OrvikStore::Ready; }, 10000);
+    if (!QTest::qWaitFor([this] { return facade->connectionState() == OrvikStore::Ready; }, 10000))
+        QTest::qFail("the store is out of reach", __FILE__, __LINE__);
     store.clearLog();
-    return ready;
 }
 
 QJsonObject StorePhone::tell(const char *verb, const QByteArray &arguments)
@@ -93,4 +94,28 @@ void StorePhone::install(const char *packages)
 ScriptedTransaction *StorePhone::job(const char *name) const
 {
     return manager->find(text(name));
+}
+
+SignalJournal::SignalJournal(const QObject *object)
+{
+    const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("note()"));
+    const QMetaObject *meta = object->metaObject();
+    for (int i = QObject::staticMetaObject.methodCount(); i < meta->methodCount(); ++i) {
+        const QMetaMethod method = meta->method(i);
+        const bool isCopy = (method.attributes() & QMetaMethod::Cloned) != 0;
+        if (method.methodType() == QMetaMethod::Signal && !isCopy
+            && !method.name().contains("About"))
+            connect(object, method, this, slot);
+    }
+}
+
+QString SignalJournal::take()
+{
+    return std::exchange(m_names, {}).join(QLatin1Char(' '));
+}
+
+void SignalJournal::note()
+{
+    const QMetaMethod signal = sender()->metaObject()->method(senderSignalIndex());
+    m_names.append(QString::fromLatin1(signal.name()).remove(QStringLiteral("Changed")));
 }

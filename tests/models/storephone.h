@@ -8,6 +8,7 @@
 #include "text.h"
 
 #include <QJsonObject>
+#include <QObject>
 #include <QStringList>
 
 #include <memory>
@@ -23,7 +24,7 @@ public:
     ~StorePhone();
 
     /** Brings the facade to Ready, in place of an earlier one. */
-    [[nodiscard]] bool connectFacade();
+    void connectFacade();
 
     /** Sends the store @p verb with arguments in JSON. */
     QJsonObject tell(const char *verb, const QByteArray &arguments = "{}");
@@ -48,4 +49,22 @@ public:
 private:
     MadeTransactions m_made;
     StoreImageProvider m_images;
+};
+
+/** Notes the signals of an object in their order: "count" for countChanged(), "modelReset". */
+class SignalJournal : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SignalJournal(const QObject *object);
+
+    /** What has come since last time, with blanks between. */
+    QString take();
+
+private Q_SLOTS:
+    void note();
+
+private:
+    QStringList m_names;
 };

@@ -5,7 +5,6 @@
 #include "modelwatch.h"
 #include "storephone.h"
 
-#include <QSignalSpy>
 #include <QTest>
 #include <QTranslator>
 
@@ -38,7 +37,6 @@ class TstFeedModel : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
     void showsItsRows();
     void deliversWhatIsWanted();
     void staysSilentWithoutACount();
@@ -46,7 +44,6 @@ private Q_SLOTS:
     void keepsOneType();
     void addsUpRequests();
     void keepsWhatComesAfterAReset();
-    void takesAFailureForAShortFeed_data();
     void takesAFailureForAShortFeed();
     void followsPackages();
     void insertsThePromoOnce();
@@ -64,34 +61,29 @@ private:
     [[nodiscard]] QString uuids(const QAbstractItemModel &model) const;
 
     Ids m_ids;
-    std::unique_ptr<StorePhone> m_phone;
+    StorePhone m_phone;
     std::unique_ptr<FeedModel> m_model;
     std::unique_ptr<ModelWatch> m_watch;
+    std::unique_ptr<SignalJournal> m_journal; // the model's
 };
 
 void TstFeedModel::initTestCase()
 {
     QVERIFY(QCoreApplication::installTranslator(&m_ids));
-    m_phone = std::make_unique<StorePhone>();
-    m_phone->offerDemo();
-    QVERIFY(m_phone->connectFacade());
+    m_phone.offerDemo();
 }
 
 void TstFeedModel::init()
 {
-    m_phone->tell("feed", R"({"clear": true})");
-    m_phone->store.clearLog();
-    m_model = std::make_unique<FeedModel>();
-    m_model->setStore(m_phone->facade.get());
-    m_model->setPackager(m_phone->packager.get());
-    m_watch = std::make_unique<ModelWatch>(m_model.get());
-}
-
-void TstFeedModel::cleanup()
-{
     m_watch.reset();
-    m_model.reset();
-    m_phone->tell("clear-faults");
+    m_model = std::make_unique<FeedModel>();
+    m_model->setStore(m_phone.facade.get());
+    m_model->setPackager(m_phone.packager.get());
+    m_watch = std::make_unique<ModelWatch>(m_model.get());
+    m_journal = std::make_unique<SignalJournal>(m_model.get());
+    m_phone.tell("clear-faults");
+    m_phone.tell("feed", R"({"clear": true})");
+    m_phone.store.clearLog();
 }
 
 void TstFeedModel::push(int first, int last, const QByteArray &keys)
@@ -102,7 +94,7 @@ void TstFeedModel::push(int first, int last, const QByteArray &keys)
         items += R"({"uuid": "f)" + number + R"(", "package_name": "pack-)" + number
             + R"(", "type": 3)" + keys + (i > first ? "}, " : "}");
     }
-    m_phone->tell("feed", R"({"push": [)" + items + "]}");
+    m_phone.tell("feed", R"({"push": [)" + items + "]}");
 }
 
 void TstFeedModel::fetch(int count)
@@ -121,8 +113,8 @@ QString TstFeedModel::uuids(const QAbstractItemModel &model) const
 
 void TstFeedModel::showsItsRows()
 {
-    m_phone->install("demo-one 1.0");
-    m_phone->tell("feed", R"({"push": [
+    m_phone.install("demo-one 1.0");
+    m_phone.tell("feed", R"({"push": [
         {"uuid": "i-9", "type": 9, "application": "demo-one", "description": "not read"},
         {"uuid": "i-5", "type": 5, "application": "demo-one", "title": "not by us"},
         {"uuid": "i-4", "type": 4, "package_name": "quayside-apk-x", "description": "good"},
@@ -140,7 +132,6 @@ void TstFeedModel::showsItsRows()
                 announced.append(QJsonObject::fromVariantMap(feed));
             });
     fetch(9);
-    QCOMPARE(m_model->rowCount(m_model->index(0)), m_model->count()); // whatever the parent
     QCOMPARE(pictureDifference(text(KIOSK_TEST_DATA), text("feedmodel-rows"), m_watch->rows()),
              QString());
     QCOMPARE(pictureDifference(text(KIOSK_TEST_DATA), text("feedmodel-announced"), announced),
@@ -153,13 +144,13 @@ void TstFeedModel::deliversWhatIsWanted()
     push(1, 15);
     QJsonArray picture;
     const auto step = [&](int count) {
-        m_phone->store.clearLog();
-        QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
+        m_phone.store.clearLog();
+        m_journal->take();
         fetch(count);
         picture.append(
             QJsonObject{{text("fetch"), count},
-                        {text("loadingChanged"), loading.size()},
-                        {text("requests"), QJsonArray::fromStringList(m_phone->requests(feedPath))},
+                        {text("loadingChanged"), m_journal->take().count(text("loading"))},
+                        {text("requests"), QJsonArray::fromStringList(m_phone.requests(feedPath))},
                         {text("rows"), uuids(*m_model)},
                         {text("counters"), m_watch->shown("counter")}});
     };
@@ -187,13 +178,12 @@ void TstFeedModel::deliversWhatIsWanted()
 
 void TstFeedModel::staysSilentWithoutACount()
 {
-    QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
     for (int count : {0, -1, std::numeric_limits<int>::min()})
         m_model->fetchContent(count);
     FeedModel storeless;
     storeless.fetchContent(5);
     QVERIFY(!m_model->loading() && !storeless.loading());
-    QCOMPARE(loading.size(), 0);
+    QCOMPARE(m_journal->take(), QString());
 
     // An empty store: once the promotional item, then nothing, not even to turn.
     fetch(std::numeric_limits<int>::max());
@@ -203,11 +193,12 @@ void TstFeedModel::staysSilentWithoutACount()
                          "No items to recycle. Giving up.");
     fetch(2);
     QCOMPARE(m_model->count(), 1);
-    QCOMPARE(m_phone->requests(feedPath).join(text(", ")),
-             text("GET /api/v001/feed/?limit=2147483647, GET /api/v001/feed/?limit=12"));
     // Twice more than a number can say.
     m_model->fetchContent(std::numeric_limits<int>::max());
     fetch(std::numeric_limits<int>::max());
+    const char *most = "GET /api/v001/feed/?limit=2147483647";
+    QTRY_COMPARE(m_phone.requests(feedPath).join(text(", ")),
+                 text("%1, GET /api/v001/feed/?limit=12, %1, %1").arg(text(most)));
 }
 
 void TstFeedModel::keepsSixtyRows()
@@ -215,11 +206,10 @@ void TstFeedModel::keepsSixtyRows()
     push(1, 63);
     fetch(60);
     QCOMPARE(m_model->count(), 60);
-    m_watch->take();
-    QSignalSpy count(m_model.get(), &FeedModel::countChanged);
+    m_journal->take();
     m_model->fetchContent(1); // of the buffer
-    QCOMPARE(m_watch->take(), text("remove 59, insert 0"));
-    QCOMPARE(count.size(), 2);
+    QCOMPARE(m_journal->take(),
+             text("loading rowsRemoved count rowsInserted feedItemInserted count loading"));
     m_model->fetchContent(2);
     QVERIFY(uuids(*m_model).startsWith(text("f63 f62 ")));
     QVERIFY(uuids(*m_model).endsWith(text(" f05 f04")));
@@ -227,17 +217,19 @@ void TstFeedModel::keepsSixtyRows()
     // What was evicted may come again; bringing it back evicts others, which may as well.
     fetch(3);
     QVERIFY(uuids(*m_model).startsWith(text("f03 f02 f01 f63 ")));
-    m_phone->store.clearLog();
+    m_phone.store.clearLog();
     m_model->fetchContent(3);
     QVERIFY(uuids(*m_model).startsWith(text("f06 f05 f04 f03 ")));
-    QCOMPARE(m_phone->requests(feedPath), QStringList());
+    QCOMPARE(m_phone.requests(feedPath), QStringList());
     QCOMPARE(m_model->count(), 60);
 
     // A turned row stays known, and there is one of it only.
-    m_phone->tell("feed", R"({"clear": true})");
+    m_phone.tell("feed", R"({"clear": true})");
     fetch(1);
+    m_journal->take();
     fetch(1);
-    QCOMPARE(m_model->count(), 60);
+    QCOMPARE(m_journal->take(),
+             text("loading rowsRemoved rowsInserted feedItemInserted count loading"));
     QCOMPARE(uuids(*m_model).split(QLatin1Char(' ')).removeDuplicates(), 0);
 }
 
@@ -246,74 +238,59 @@ void TstFeedModel::keepsOneType()
     push(1, 3);
     push(4, 5, R"(, "type": 2)");
     fetch(1);
-    QSignalSpy changed(m_model.get(), &FeedModel::feedTypeChanged);
+    m_journal->take();
     m_model->setFeedType(Store::Feed::Like);
     m_model->setFeedType(Store::Feed::Like);
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(m_model->count(), 0);
-    QCOMPARE(m_phone->requests(feedPath).size(), 1); // a change fetches nothing
+    QCOMPARE(m_journal->take(), text("modelReset columnModels count feedType"));
+    QCOMPARE(m_phone.requests(feedPath).size(), 1); // a change fetches nothing
     fetch(10);
     QCOMPARE(uuids(*m_model), text("orvik-uuid f05 f04"));
-    // Items that were dropped are not known, and may come in another time.
-    m_model->setFeedType(0);
-    fetch(5);
-    QCOMPARE(m_model->count(), 5);
+    // Items that are dropped don't count as new, so the store is soon left in peace.
+    m_phone.store.clearLog();
+    for (int i = 0; i < 4; ++i)
+        fetch(1);
+    QCOMPARE(m_phone.requests(feedPath).filter(text("limit=11")).size(), 3);
 }
 
 void TstFeedModel::addsUpRequests()
 {
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50, "times": 2})");
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50, "times": 2})");
     push(1, 9);
     m_model->fetchContent(2);
     fetch(3);
-    QTRY_COMPARE(m_phone->requests(feedPath).size(), 2);
-    QVERIFY(m_phone->requests(feedPath).contains(text("GET /api/v001/feed/?limit=15")));
+    QTRY_COMPARE(m_phone.requests(feedPath).size(), 2);
+    QVERIFY(m_phone.requests(feedPath).contains(text("GET /api/v001/feed/?limit=15")));
     QTRY_COMPARE(uuids(*m_model), text("f05 f04 f03 f02 f01"));
 }
 
 void TstFeedModel::keepsWhatComesAfterAReset()
 {
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50})");
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "do": "delay", "ms": 50})");
     push(1, 4);
     m_model->fetchContent(3);
     m_model->reset();
     QVERIFY(m_model->loading());
     QTRY_VERIFY(!m_model->loading());
     QCOMPARE(m_model->count(), 0);
-    QSignalSpy loading(m_model.get(), &FeedModel::loadingChanged);
     m_model->fetchContent(3);
-    QCOMPARE(loading.size(), 2);
     QCOMPARE(uuids(*m_model), text("f03 f02 f01"));
-    QCOMPARE(m_phone->requests(feedPath).size(), 1);
+    QCOMPARE(m_phone.requests(feedPath).size(), 1);
 
     m_model->fetchContent(20);
     m_watch.reset();
     m_model.reset(); // with a request under way
-    QTRY_COMPARE(m_phone->requests(feedPath).size(), 2);
-}
-
-void TstFeedModel::takesAFailureForAShortFeed_data()
-{
-    QTest::addColumn<QByteArray>("fault");
-
-    const auto row = [](const char *name, const QByteArray &fault) {
-        QTest::newRow(name) << fault;
-    };
-    row("not found", R"("do": "status", "status": 404)");
-    row("no JSON", R"("do": "body", "body": "[")");
-    row("items of no kind", R"("do": "body", "body": "{\"objects\": {\"a\": []}}")");
+    QTRY_COMPARE(m_phone.requests(feedPath).size(), 2);
 }
 
 void TstFeedModel::takesAFailureForAShortFeed()
 {
-    QFETCH(QByteArray, fault);
     push(1, 9);
-    m_phone->tell("fault", R"({"path": "/api/v001/feed/", "times": 1, )" + fault + '}');
+    m_phone.tell("fault", R"({"path": "/api/v001/feed/", "times": 1, "do": "body",
+                              "body": "{\"objects\": [[], {\"type\": {}}"})");
     fetch(2);
-    QVERIFY(m_model->count() <= 2);
-    QVERIFY(uuids(*m_model).contains(text("orvik-uuid")));
+    QCOMPARE(uuids(*m_model), text("orvik-uuid"));
     fetch(2);
-    QVERIFY(uuids(*m_model).startsWith(text("f02 f01 ")));
+    QCOMPARE(uuids(*m_model), text("f02 f01 orvik-uuid"));
 }
 
 void TstFeedModel::followsPackages()
@@ -323,33 +300,27 @@ void TstFeedModel::followsPackages()
     fetch(4);
     QCOMPARE(uuids(*m_model), text("f02 f01 f04 f03"));
     m_watch->take();
-    m_phone->packager->install(text("pack-01"));
+    m_phone.packager->install(text("pack-01"));
     QCOMPARE(
         m_watch->take(),
         text("change 1 267, change 2 267, change 3 267, change 1 268, change 2 268, change 3 268"));
     QCOMPARE(m_watch->shown("appState"), text("32 4 4 4"));
     QCOMPARE(m_watch->shown("progress"), text("100 0 0 0"));
-    Q_EMIT m_phone->packager->progressChanged(text("pack-02"), 100); // any number counts
+    Q_EMIT m_phone.packager->progressChanged(text("pack-02"), 100); // any number counts
     QCOMPARE(m_watch->take(), text("change 0 268"));
     m_model->reset();
-    Q_EMIT m_phone->packager->packageStatusChanged(text("pack-01"));
+    Q_EMIT m_phone.packager->packageStatusChanged(text("pack-01"));
     QCOMPARE(m_watch->take(), text("reset"));
-    m_phone->job("install pack-01")->fail(text("cancelled"));
+    m_phone.job("install pack-01")->fail(text("cancelled"));
 }
 
 void TstFeedModel::insertsThePromoOnce()
 {
-    FeedModel storeless;
-    storeless.insertPromo();
-    QCOMPARE(storeless.data(storeless.index(0), FeedModel::CollectionRole).toString(), QString());
     m_model->insertPromo();
     m_model->insertPromo();
-    QCOMPARE(m_watch->texts("collection"), QStringList(m_phone->facade->storeCategory()));
-    m_model->reset();
-    m_model->insertPromo();
-    QCOMPARE(m_watch->shown("counter"), text("1"));
+    QCOMPARE(m_watch->texts("collection"), QStringList(m_phone.facade->storeCategory()));
     // Its name isn't taken: an item of the store may have it, too.
-    m_phone->tell("feed", R"({"push": [{"uuid": "orvik-uuid", "type": 3}]})");
+    m_phone.tell("feed", R"({"push": [{"uuid": "orvik-uuid", "type": 3}]})");
     fetch(1);
     QCOMPARE(uuids(*m_model), text("orvik-uuid orvik-uuid"));
 }
@@ -365,7 +336,7 @@ void TstFeedModel::worksWithoutEndpoints()
     early.reset();
     m_model->fetchContent(2);
     m_model->insertPromo();
-    m_model->setStore(m_phone->facade.get());
+    m_model->setStore(m_phone.facade.get());
     push(1, 9);
     fetch(1);
     QCOMPARE(uuids(*m_model), text("f03 f02 f01 orvik-uuid")); // the two from before as well
@@ -376,17 +347,17 @@ void TstFeedModel::refusesForeignObjects()
     QTest::ignoreMessage(
         QtWarningMsg,
         "void FeedModel::setStore(QObject*) The given object is not a OrvikStore object!");
-    m_model->setStore(m_phone->packager.get());
+    m_model->setStore(m_phone.packager.get());
     QTest::ignoreMessage(QtWarningMsg,
                          "void FeedModel::setPackager(QObject*) "
                          "The given object is not a PackageHandler object!");
     m_model->setPackager(nullptr);
-    QCOMPARE(m_model->packager(), m_phone->packager.get());
+    QCOMPARE(m_model->packager(), m_phone.packager.get());
     // The same handler once more is heard twice.
-    m_model->setPackager(m_phone->packager.get());
+    m_model->setPackager(m_phone.packager.get());
     m_model->insertPromo();
     m_watch->take();
-    Q_EMIT m_phone->packager->packageStatusChanged(QString());
+    Q_EMIT m_phone.packager->packageStatusChanged(QString());
     QCOMPARE(m_watch->take(), text("change 0 267, change 0 267"));
 }
 
@@ -399,10 +370,9 @@ void TstFeedModel::dealsColumns()
             all.append(uuids(*static_cast<QAbstractItemModel *>(model)));
         return all.join(text(" | "));
     };
-    QSignalSpy changed(m_model.get(), &FeedModel::columnModelsChanged);
     m_model->setColumns(2);
     m_model->setColumns(2);
-    QCOMPARE(changed.size(), 1);
+    QCOMPARE(m_journal->take(), text("columns columnModels"));
     auto *second = static_cast<FeedColumnsModel *>(m_model->columnModels().at(1));
     auto watch = std::make_unique<ModelWatch>(second);
     push(1, 4);
@@ -413,21 +383,14 @@ void TstFeedModel::dealsColumns()
 
     // The numbers run on, so the next item after a reset is dealt to the next column.
     m_model->reset();
-    QCOMPARE(changed.size(), 2);
     fetch(5);
     QCOMPARE(columns(), text("f04 f02 | orvik-uuid f03 f01"));
     // An item that is brought to the top again takes its new number's column.
     fetch(1);
     QCOMPARE(columns(), text("f01 f04 f02 | orvik-uuid f03"));
 
-    for (int none : {-1, 0}) {
-        m_model->setColumns(none);
-        QCOMPARE(m_model->columns(), none);
-        QCOMPARE(m_model->columnModels().size(), 0);
-    }
-    FeedColumnsModel columnless(0, 0, nullptr);
-    columnless.setSourceModel(m_model.get());
-    QCOMPARE(columnless.rowCount(), 0);
+    m_model->setColumns(-1);
+    QCOMPARE(m_model->columnModels().size(), 0);
 }
 
 void TstFeedModel::keepsHeadSlots()
@@ -453,22 +416,19 @@ void TstFeedModel::keepsHeadSlots()
     m_model->fetchContent(53);
     watch.take();
     m_model->fetchContent(1);
+    QCoreApplication::processEvents(); // and a rebuild, if one is scheduled
     QCOMPARE(watch.take(), text("change 1"));
     QCOMPARE(uuids(head), text("f61 f62 f60"));
 
     // A longer head begins anew, in the order of the feed.
     head.setLength(4);
     QTRY_COMPARE(uuids(head), text("f62 f61 f60 f59"));
-    head.setLength(0);
-    QTRY_COMPARE(head.rowCount(), 0);
-    watch.take();
-    m_model->fetchContent(1);
-    Q_EMIT m_phone->packager->packageStatusChanged(text("pack-62"));
-    head.setLength(-1);
-    QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take();
-    m_model->fetchContent(1);
-    QCOMPARE(head.rowCount(), 0);
+    for (int none : {0, -1}) {
+        head.setLength(none);
+        QTRY_COMPARE(head.rowCount(), 0);
+        m_model->fetchContent(1);
+        QCOMPARE(head.rowCount(), 0);
+    }
 }
 
 void TstFeedModel::headFollowsItsSource()
@@ -476,27 +436,23 @@ void TstFeedModel::headFollowsItsSource()
     FeedHeadModel head;
     ModelWatch watch(&head);
     head.setLength(2);
-    QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take(); // without a source
-    QCOMPARE(head.rowCount(), 0);
+    QTRY_COMPARE(watch.journal(), text("reset")); // without a source
     push(1, 4);
     fetch(3);
-    QSignalSpy changed(&head, &FeedHeadModel::sourceModelChanged);
+    SignalJournal journal(&head);
     head.setSourceModel(m_model.get());
     head.setSourceModel(m_model.get());
-    QCOMPARE(changed.size(), 1);
+    QCOMPARE(journal.take(), text("sourceModel"));
     QCOMPARE(head.rowCount(), 0); // until the feed moves
     head.setLength(3);
     QTRY_COMPARE(uuids(head), text("f03 f02 f01"));
-    QCOMPARE(head.roleNames(), m_model->roleNames());
     watch.take();
-    Q_EMIT m_phone->packager->progressChanged(text("pack-02"), 5);
+    Q_EMIT m_phone.packager->progressChanged(text("pack-02"), 5);
     QCOMPARE(watch.take(), text("change 1 268"));
     Q_EMIT m_model->dataChanged(m_model->index(0), m_model->index(1), {});
     QTRY_COMPARE(watch.journal(), text("reset"));
-    watch.take();
     // A turned row was in the head, which is thus laid out anew.
-    m_phone->tell("feed", R"({"clear": true})");
+    m_phone.tell("feed", R"({"clear": true})");
     m_model->fetchContent(1);
     m_model->insertPromo();
     fetch(2);
@@ -508,11 +464,9 @@ void TstFeedModel::headFollowsItsSource()
     FeedModel other;
     head.setSourceModel(&other);
     m_model->insertPromo();
-    QCOMPARE(head.rowCount(), 3);
     other.insertPromo();
+    QCOMPARE(head.rowCount(), 3);
     QCOMPARE(head.data(head.index(2), FeedModel::CounterRole), QVariant(0)); // the oldest slot
-    head.setSourceModel(nullptr);
-    QVERIFY(!head.data(head.index(0), FeedModel::TitleRole).isValid());
 }
 
 QTEST_GUILESS_MAIN(TstFeedModel)

@@ -1,5 +1,4 @@
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QHostInfo>
 #include <QNetworkAccessManager>
@@ -15,8 +14,6 @@ class TstBox : public QObject
 private Q_SLOTS:
     void names_data();
     void names();
-    void foldersAreWritable_data();
-    void foldersAreWritable();
     void trustsItsStoreOnly();
 };
 
@@ -26,15 +23,16 @@ void TstBox::names_data()
     QTest::addColumn<QString>("address");
     QTest::addColumn<int>("error"); // of a request by https
 
-    QTest::newRow("the store") << "api.orvik-store.example"
-                               << "127.0.0.1" << 0;
-    QTest::newRow("its files") << "static.orvik-store.example"
-                               << "127.0.0.1" << 0;
-    QTest::newRow("a name that the certificate lacks")
-        << "status.orvik-store.example"
-        << "127.0.0.1" << int(QNetworkReply::SslHandshakeFailedError);
-    QTest::newRow("the world outside") << "www.debian.org"
-                                       << "" << int(QNetworkReply::HostNotFoundError);
+    const auto row = [](const char *name, const char *host, const char *address,
+                        QNetworkReply::NetworkError error) {
+        QTest::newRow(name) << QString::fromLatin1(host) << QString::fromLatin1(address)
+                            << int(error);
+    };
+    row("the store", "api.orvik-store.example", "127.0.0.1", QNetworkReply::NoError);
+    row("its files", "static.orvik-store.example", "127.0.0.1", QNetworkReply::NoError);
+    row("a name that the certificate lacks", "status.orvik-store.example", "127.0.0.1",
+        QNetworkReply::SslHandshakeFailedError);
+    row("the world outside", "www.debian.org", "", QNetworkReply::HostNotFoundError);
 }
 
 void TstBox::names()
@@ -42,10 +40,7 @@ void TstBox::names()
     QFETCH(QString, host);
     QFETCH(int, error);
 
-    QElapsedTimer timer;
-    timer.start();
     QTEST(QHostInfo::fromName(host).addresses().value(0).toString(), "address");
-    QVERIFY2(timer.elapsed() < 2000, "an unknown host must fail at once, not by a time-out");
 
     QNetworkAccessManager manager;
     const QUrl url(QStringLiteral("https://%1/api/v001/").arg(host));
@@ -53,23 +48,6 @@ void TstBox::names()
     QSignalSpy finished(reply.data(), &QNetworkReply::finished);
     QVERIFY(finished.wait());
     QCOMPARE(int(reply->error()), error);
-}
-
-void TstBox::foldersAreWritable_data()
-{
-    QTest::addColumn<QString>("folder");
-    for (const char *folder :
-         {"/etc/rdm", "/usr/share/kiosk-client", "/usr/share/translations",
-          "/usr/share/applications", "/var/lib/PackageKit", "/home/user", "/tmp"})
-        QTest::newRow(folder) << QString::fromLatin1(folder);
-}
-
-void TstBox::foldersAreWritable()
-{
-    QFETCH(QString, folder);
-    QFile file(folder + QStringLiteral("/written-by-a-test"));
-    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(file.errorString()));
-    QVERIFY(file.remove());
 }
 
 void TstBox::trustsItsStoreOnly()

@@ -1,7 +1,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -52,12 +51,6 @@ bool write(const QString &path, const QByteArray &content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 /**
@@ -70,33 +63,23 @@ class TstPhone : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanup();
-    void execReturnsTheStatus_data();
+    void init();
     void execReturnsTheStatus();
     void nothingIsLeft_data();
     void nothingIsLeft();
-    void identities_data();
     void identities();
     void busActivatesTheClient();
-    void projectUnderHomeStaysVisible();
     void brokenProgramIsReported();
     void phoneThatStays();
-    void screenshot();
-    void ordinaryUser();
     void refusedNamespaces();
     void fallbackPutsBack_data();
     void fallbackPutsBack();
 
 private:
-    Outcome run(const QStringList &command, const QByteArray &input = {}) const;
+    Outcome run(const QStringList &command) const;
     Outcome phone(const QStringList &arguments) const
     {
         return run(QStringList{m_phone} + arguments);
-    }
-    /** The command itself, run by an ordinary user. */
-    QStringList asUser() const
-    {
-        return words("setpriv --reuid 1000 --regid 1000 --clear-groups") << m_phone;
     }
     /** A phone of its own without programs, which runs @p script in a shell. */
     Outcome inOwn(const QString &script, const QStringList &options = {}) const;
@@ -109,28 +92,23 @@ void TstPhone::initTestCase()
 {
     m_phone = qEnvironmentVariable("KIOSK_SIMULATOR_DIR") + QStringLiteral("/phone");
     QVERIFY(QFileInfo(m_phone).isExecutable());
-    m_environment = QProcessEnvironment::systemEnvironment();
-    // Seen from here, the phone that this test runs in is the whole machine.
-    m_environment.remove(QStringLiteral("KIOSK_INSIDE_PHONE"));
-    m_environment.insert(QStringLiteral("KIOSK_PHONE"), QStringLiteral("tst_phone"));
     if (qEnvironmentVariable("KIOSK_PHONE_FALLBACK") == QLatin1String("1"))
         QSKIP("a phone that is laid down in place holds no other");
 }
 
-void TstPhone::cleanup()
+void TstPhone::init()
 {
-    m_environment.remove(QStringLiteral("KIOSK_FORCE_FALLBACK"));
-    m_environment.insert(QStringLiteral("KIOSK_CLIENT"), qEnvironmentVariable("KIOSK_CLIENT"));
-    m_environment.insert(QStringLiteral("KIOSK_SIMULATOR_DIR"),
-                         qEnvironmentVariable("KIOSK_SIMULATOR_DIR"));
+    m_environment = QProcessEnvironment::systemEnvironment();
+    // Seen from here, the phone that this test runs in is the whole machine.
+    m_environment.remove(QStringLiteral("KIOSK_INSIDE_PHONE"));
+    m_environment.insert(QStringLiteral("KIOSK_PHONE"), QStringLiteral("tst_phone"));
 }
 
-Outcome TstPhone::run(const QStringList &command, const QByteArray &input) const
+Outcome TstPhone::run(const QStringList &command) const
 {
     QProcess process;
     process.setProcessEnvironment(m_environment);
     process.start(command.first(), command.mid(1));
-    process.write(input);
     process.closeWriteChannel();
     Outcome outcome;
     if (process.waitForFinished(patience) && process.exitStatus() == QProcess::NormalExit)
@@ -147,21 +125,11 @@ Outcome TstPhone::inOwn(const QString &script, const QStringList &options) const
         << script);
 }
 
-void TstPhone::execReturnsTheStatus_data()
-{
-    QTest::addColumn<QString>("script");
-    QTest::addColumn<int>("status");
-
-    QTest::newRow("success") << "exit 0" << 0;
-    QTest::newRow("failure") << "exit 7" << 7;
-    QTest::newRow("killed") << "kill -KILL $$" << 128 + SIGKILL;
-}
-
 void TstPhone::execReturnsTheStatus()
 {
-    QFETCH(QString, script);
-    QFETCH(int, status);
-    QCOMPARE(inOwn(script).status, status);
+    QCOMPARE(inOwn(QStringLiteral("exit 0")).status, 0);
+    QCOMPARE(inOwn(QStringLiteral("exit 7")).status, 7);
+    QCOMPARE(inOwn(QStringLiteral("kill -KILL $$")).status, 128 + SIGKILL);
 }
 
 void TstPhone::nothingIsLeft_data()
@@ -198,26 +166,16 @@ void TstPhone::nothingIsLeft()
     QTRY_COMPARE(processesWith(mark), 0);
 }
 
-void TstPhone::identities_data()
-{
-    QTest::addColumn<QString>("identity");
-    QTest::addColumn<QString>("seen");
-
-    QTest::newRow("root") << "root"
-                          << "0 0 /run/user/0";
-    QTest::newRow("privileged") << "privileged"
-                                << "1000 996 /run/user/1000";
-    QTest::newRow("user") << "user"
-                          << "1000 1000 /run/user/1000";
-}
-
 void TstPhone::identities()
 {
-    QFETCH(QString, identity);
-    QFETCH(QString, seen);
-    const Outcome outcome = inOwn(QStringLiteral("echo $(id -u) $(id -g) $XDG_RUNTIME_DIR"),
-                                  {QStringLiteral("--as"), identity});
-    QCOMPARE(outcome.output, seen);
+    const auto seenBy = [this](const char *identity) {
+        return inOwn(QStringLiteral("echo $(id -u) $(id -g) $XDG_RUNTIME_DIR"),
+                     {QStringLiteral("--as"), QString::fromLatin1(identity)})
+            .output;
+    };
+    QCOMPARE(seenBy("root"), QStringLiteral("0 0 /run/user/0"));
+    QCOMPARE(seenBy("privileged"), QStringLiteral("1000 996 /run/user/1000"));
+    QCOMPARE(seenBy("user"), QStringLiteral("1000 1000 /run/user/1000"));
 }
 
 void TstPhone::busActivatesTheClient()
@@ -237,24 +195,6 @@ void TstPhone::busActivatesTheClient()
                              "2>/dev/null; cat /tmp/activated"),
               words("--client-as privileged"));
     QCOMPARE(outcome.output, QStringLiteral("1000:996 offscreen /run/user/1000"));
-}
-
-void TstPhone::projectUnderHomeStaysVisible()
-{
-    // Most people keep their work where the phone has its own folders.
-    const QString work = QStringLiteral("/home/somebody/work");
-    QVERIFY(QDir().mkpath(work));
-    QVERIFY(write(work + QStringLiteral("/source"), "mine\n"));
-    QVERIFY(write(QStringLiteral("/home/somebody/secret"), "hidden\n"));
-    QProcess process;
-    process.setProcessEnvironment(m_environment);
-    process.setWorkingDirectory(work);
-    process.start(m_phone,
-                  words("exec --own -- sh -c")
-                      << QStringLiteral("cat source; ls /home/somebody; echo made >result"));
-    QVERIFY(process.waitForFinished(patience));
-    QCOMPARE(text(process.readAllStandardOutput()), QStringLiteral("mine\nwork"));
-    QCOMPARE(read(work + QStringLiteral("/result")), QByteArray("made\n"));
 }
 
 void TstPhone::brokenProgramIsReported()
@@ -286,51 +226,11 @@ void TstPhone::phoneThatStays()
     QCOMPARE(phone(words("down")).status, 1);
 }
 
-void TstPhone::screenshot()
-{
-    QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("screen.png"));
-    QCOMPARE(phone(words("up --without store,packagekit,services")).status, 0);
-    QCOMPARE(phone({QStringLiteral("screenshot"), file}).status, 1);
-    QVERIFY(!QFileInfo::exists(file));
-    QCOMPARE(phone(words("down")).status, 0);
-
-    QCOMPARE(phone(words("up --pictures --without store,packagekit,services")).errors, QString());
-    QProcess picture;
-    picture.setProcessEnvironment(m_environment);
-    picture.start(m_phone, words("exec -- xlogo -bg #123456"));
-    const auto shown = [this, &file] {
-        return phone({QStringLiteral("screenshot"), file}).status == 0
-            && QImage(file).pixelColor(1, 480) == QColor(0x12, 0x34, 0x56);
-    };
-    // The window manager gives a window the whole screen, as on a phone.
-    QTRY_VERIFY_WITH_TIMEOUT(shown(), patience);
-    QCOMPARE(QImage(file).size(), QSize(540, 960));
-    QCOMPARE(phone(words("down")).status, 0);
-    QVERIFY(picture.waitForFinished(patience));
-}
-
-void TstPhone::ordinaryUser()
-{
-    // Whoever runs the suite as an ordinary user has shown it already.
-    const QByteArray users = read(QStringLiteral("/proc/self/uid_map")).simplified();
-    if (users != "0 0 4294967295")
-        QSKIP("this phone is an ordinary user's");
-    QVERIFY(write(QStringLiteral("/etc/subuid"), "user:10000:20000\n"));
-    QVERIFY(write(QStringLiteral("/etc/subgid"), "user:10000:20000\n"));
-    const Outcome outcome =
-        run(asUser() + words("exec --own --without store,packagekit,services -- sh -c")
-            << QStringLiteral("id -u; stat -c %U:%G /home/user; "
-                              "setpriv --reuid 1000 --regid 996 --clear-groups id -gn; "
-                              "touch /etc/rdm/x /usr/share/kiosk-client/x /var/lib/PackageKit/x"));
-    QCOMPARE(outcome.errors, QString());
-    QCOMPARE(outcome.output, QStringLiteral("0\nuser:privileged\nprivileged"));
-}
-
 void TstPhone::refusedNamespaces()
 {
     m_environment.insert(QStringLiteral("KIOSK_FORCE_FALLBACK"), QStringLiteral("1"));
-    const Outcome outcome = run(asUser() + words("exec --own -- true"));
+    const Outcome outcome = run(words("setpriv --reuid 1000 --regid 1000 --clear-groups")
+                                << m_phone << words("exec --own -- true"));
     QCOMPARE(outcome.status, 125);
     QCOMPARE(outcome.errors,
              QStringLiteral("phone: this system refuses the namespaces that a phone lives in, and "
@@ -369,7 +269,6 @@ void TstPhone::fallbackPutsBack()
         listing | diff /tmp/before -
     )")
                               .arg(script);
-    m_environment.remove(QStringLiteral("KIOSK_FORCE_FALLBACK"));
     const Outcome outcome = phone(words("exec --own --without store,packagekit,services -- bash -c")
                                   << inner << m_phone);
     QCOMPARE(outcome.output, QStringLiteral("2\nrdm.ini\nstatus %1\noriginal\nmine").arg(status));
