@@ -71,6 +71,8 @@ private Q_SLOTS:
     void busActivatesTheClient();
     void brokenProgramIsReported();
     void phoneThatStays();
+    void buildInAHome();
+    void ordinaryUser();
     void refusedNamespaces();
     void fallbackPutsBack_data();
     void fallbackPutsBack();
@@ -85,6 +87,7 @@ private:
     Outcome inOwn(const QString &script, const QStringList &options = {}) const;
 
     QString m_phone;
+    bool m_phoneIsRoots = false; // not an ordinary user's
     QProcessEnvironment m_environment;
 };
 
@@ -92,6 +95,9 @@ void TstPhone::initTestCase()
 {
     m_phone = qEnvironmentVariable("KIOSK_SIMULATOR_DIR") + QStringLiteral("/phone");
     QVERIFY(QFileInfo(m_phone).isExecutable());
+    QFile users(QStringLiteral("/proc/self/uid_map"));
+    QVERIFY(users.open(QIODevice::ReadOnly));
+    m_phoneIsRoots = users.readAll().simplified() == "0 0 4294967295";
     if (qEnvironmentVariable("KIOSK_PHONE_FALLBACK") == QLatin1String("1"))
         QSKIP("a phone that is laid down in place holds no other");
 }
@@ -224,6 +230,38 @@ void TstPhone::phoneThatStays()
     QVERIFY(!QFileInfo::exists(QStringLiteral("/tmp/state")));
     QCOMPARE(phone(words("down")).status, 0);
     QCOMPARE(phone(words("down")).status, 1);
+}
+
+/** What a phone is made of is read before the homes are covered. */
+void TstPhone::buildInAHome()
+{
+    const char *script = R"(
+        mkdir -p /root/build/bin
+        cp "$0" "$0helper" "$0layers" /root/build/bin
+        cp -a "${0%/*}/../phone" /root/build
+        unset KIOSK_SIMULATOR_DIR KIOSK_CLIENT
+        /root/build/bin/phone exec --own --without store,packagekit,services -- \
+            sh -c 'ls ~/.config/libaccounts-glib /root/build'
+    )";
+    const Outcome outcome = run(words("sh -ec") << QString::fromLatin1(script) << m_phone);
+    QCOMPARE(outcome.errors, QString());
+    QVERIFY(outcome.output.contains(QLatin1String("accounts.db")));
+}
+
+void TstPhone::ordinaryUser()
+{
+    if (!m_phoneIsRoots)
+        QSKIP("this phone is an ordinary user's, which shows it already");
+    QVERIFY(write(QStringLiteral("/etc/subuid"), "user:10000:20000\n"));
+    QVERIFY(write(QStringLiteral("/etc/subgid"), "user:10000:20000\n"));
+    const Outcome outcome =
+        run(words("setpriv --reuid 1000 --regid 1000 --clear-groups")
+            << m_phone << words("exec --own --without store,packagekit,services -- sh -c")
+            << QStringLiteral("id -u; stat -c %U:%G /home/user; "
+                              "setpriv --reuid 1000 --regid 996 --clear-groups id -gn; "
+                              "touch /etc/rdm/x /usr/share/kiosk-client/x /var/lib/PackageKit/x"));
+    QCOMPARE(outcome.errors, QString());
+    QCOMPARE(outcome.output, QStringLiteral("0\nuser:privileged\nprivileged"));
 }
 
 void TstPhone::refusedNamespaces()
