@@ -50,7 +50,8 @@ void PackagePhone::reset()
         systemBus()->startService(daemonService);
     if (!isRunning()) {
         m_daemon.waitForFinished();
-        m_daemon.start(qEnvironmentVariable("KIOSK_SIMULATOR_DIR") + text("/packagekitsim"), QStringList());
+        m_daemon.start(qEnvironmentVariable("KIOSK_SIMULATOR_DIR") + text("/packagekitsim"),
+                       QStringList());
     }
     QTRY_VERIFY(systemBus()->isServiceRegistered(controlService));
     command(text("reset"));

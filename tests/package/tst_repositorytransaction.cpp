@@ -31,17 +31,8 @@ public:
         : m_releases(releases)
     { }
 
-    bool lingers = false; // is still there after it was cancelled
-
     void start() override { Q_EMIT started(); }
     [[nodiscard]] bool releasesRepositoriesAtStart() const override { return m_releases; }
-    void cancel() override
-    {
-        if (!lingers)
-            Transaction::cancel();
-        else
-            Q_EMIT finished();
-    }
     void endAs(bool well)
     {
         if (well)
@@ -76,7 +67,9 @@ private Q_SLOTS:
     void fastPass();
     void failsHalfWay_data();
     void failsHalfWay();
-    void cancelReachesWhatIsWrapped();
+    void endCutsTheSlowPassOff();
+    void cancel_data();
+    void cancel();
     void release_data();
     void release();
     void addsWhatIsMissing();
@@ -205,32 +198,32 @@ void TstRepositoryTransaction::switchesRepositories()
 
 void TstRepositoryTransaction::fastPass_data()
 {
-    QTest::addColumn<QStringList>("disabled");
+    QTest::addColumn<QString>("disabled");
     QTest::addColumn<QStringList>("restoring");
-    QTest::addColumn<bool>("endsEarly");
+    QTest::addColumn<bool>("restoreVersion");
 
     QTest::newRow("all at once, and the end comes from what is wrapped")
-        << words("") << words("+nightly +non-oss +oss +user-extra") << false;
+        << QString() << words("+nightly +non-oss +oss +user-extra") << true;
     QTest::newRow("slow behind the first that was disabled, and early at its end")
-        << words("oss") << words("+nightly +non-oss +user-extra") << true;
-    QTest::newRow("slow from the start")
-        << words("nightly") << words("+non-oss +oss +user-extra") << true;
+        << text("oss") << words("+nightly +non-oss +user-extra") << true;
+    QTest::newRow("slow from the start, a failure behind the early end doesn't count")
+        << text("nightly") << words("+non-oss +oss +user-extra") << false;
     QTest::newRow("slow with nothing left to do")
-        << words("user-extra") << words("+nightly +non-oss +oss") << true;
+        << text("user-extra") << words("+nightly +non-oss +oss") << true;
 }
 
 void TstRepositoryTransaction::fastPass()
 {
-    QFETCH(QStringList, disabled);
+    QFETCH(QString, disabled);
     QFETCH(QStringList, restoring);
-    QFETCH(bool, endsEarly);
-    for (const QString &name : words("nightly non-oss oss user-extra")) {
+    QFETCH(bool, restoreVersion);
+    for (const QString &name : words("nightly non-oss oss user-extra"))
         m_phone.command(text("repository"),
-                        {{text("name"), name}, {text("enabled"), !disabled.contains(name)}});
-    }
+                        {{text("name"), name}, {text("enabled"), name != disabled}});
     const QStringList before = m_phone.enabledRepositories();
+    const bool endsEarly = !disabled.isEmpty();
 
-    create(true, os, newRelease, true);
+    create(true, os, newRelease, restoreVersion);
     start();
     QTRY_COMPARE(m_phone.enabledRepositories(), before);
     const QStringList all = switches();
@@ -243,12 +236,24 @@ void TstRepositoryTransaction::fastPass()
         QTRY_VERIFY(m_recorder->isGone());
     QCOMPARE(m_wrappedRecorder->told(), QStringList{});
     QCOMPARE(m_recorder->told(), endsEarly ? succeeded : QStringList{});
-    QCOMPARE(Rdm().release(false), endsEarly ? oldRelease : newRelease);
-    m_wrapped->endAs(true);
+    QCOMPARE(Rdm().release(false), endsEarly && restoreVersion ? oldRelease : newRelease);
+    m_wrapped->endAs(restoreVersion);
     QCOMPARE(m_recorder->told(), succeeded);
-    QCOMPARE(Rdm().release(false), oldRelease);
+    QCOMPARE(Rdm().release(false), restoreVersion ? oldRelease : newRelease);
     QTRY_VERIFY(m_recorder->isGone());
     QCOMPARE(switches(), all);
+}
+
+void TstRepositoryTransaction::endCutsTheSlowPassOff()
+{
+    m_phone.script({with(with(canned("RepoEnable"), "hang", true), "skip", 3)});
+    create(true);
+    start();
+    QTRY_COMPARE(switches().size(), 4); // nightly was disabled, so they go one by one
+    m_wrapped->endAs(true);
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), succeeded); // the wrapped one's
+    QCOMPARE(switches(), words("-non-oss -oss -user-extra +non-oss"));
 }
 
 void TstRepositoryTransaction::failsHalfWay_data()
@@ -293,23 +298,44 @@ void TstRepositoryTransaction::failsHalfWay()
                  switched.contains(QLatin1String("+non-oss")));
 }
 
-void TstRepositoryTransaction::cancelReachesWhatIsWrapped()
+void TstRepositoryTransaction::cancel_data()
 {
-    const QStringList before = m_phone.enabledRepositories();
-    create(false);
-    start();
-    m_transaction->cancel();
-    QCOMPARE(m_wrappedRecorder->told().first(), text("failure cancelled"));
-    QTRY_VERIFY(m_recorder->isGone());
-    QCOMPARE(m_recorder->told(), succeeded);
-    QCOMPARE(m_phone.enabledRepositories(), before);
+    QTest::addColumn<bool>("releasesAtStart");
+    QTest::addColumn<QJsonObject>("slow"); // where it is cancelled
+    QTest::addColumn<QString>("disabled"); // what stays so
 
-    auto *nothing = new RepositoryTransactionPkgKit(nullptr, QString(), false, words("store"));
-    TransactionRecorder recorder(nothing);
-    nothing->start();
-    nothing->cancel();
-    QTRY_VERIFY(recorder.isGone());
-    QCOMPARE(recorder.told(), succeeded);
+    const QJsonObject listing = with(canned("GetRepoList"), "hang", true);
+    const QJsonObject isolating = with(with(canned("RepoEnable"), "hang", true), "skip", 1);
+    QTest::newRow("listing") << false << listing << QString();
+    QTest::newRow("listing, inside releases at the start") << true << listing << QString();
+    QTest::newRow("isolating") << false << isolating << QString();
+    QTest::newRow("isolating, inside releases at the start")
+        << true << isolating << text("non-oss");
+    QTest::newRow("running") << false << QJsonObject() << QString();
+}
+
+void TstRepositoryTransaction::cancel()
+{
+    QFETCH(bool, releasesAtStart);
+    QFETCH(QJsonObject, slow);
+    QFETCH(QString, disabled);
+    QStringList enabled = m_phone.enabledRepositories();
+    enabled.removeAll(disabled);
+    const QString role = slow[QLatin1String("role")].toString();
+    create(releasesAtStart, os, newRelease);
+    if (role.isEmpty()) {
+        start();
+    } else {
+        m_phone.script({slow});
+        m_transaction->start();
+        QTRY_COMPARE(m_phone.calls(role).size(), 1 + slow[QLatin1String("skip")].toInt());
+    }
+    m_transaction->cancel();
+    QCOMPARE(m_wrappedRecorder->told(), failed(text("cancelled")));
+    QTRY_VERIFY(m_recorder->isGone());
+    QCOMPARE(m_recorder->told(), releasesAtStart ? QStringList{text("finished")} : succeeded);
+    QCOMPARE(Rdm().release(false), oldRelease);
+    QCOMPARE(m_phone.enabledRepositories(), enabled);
 }
 
 void TstRepositoryTransaction::release_data()
