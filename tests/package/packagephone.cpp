@@ -158,9 +158,10 @@ QJsonObject with(QJsonObject fault, const char *key, const QJsonValue &value)
     return fault;
 }
 
-QJsonObject failing(const char *role, int error, const QString &words)
+QJsonObject failing(const char *role, int error, const char *words)
 {
-    return {{text("role"), QLatin1String(role)}, {text("error"), error}, {text("text"), words}};
+    return {
+        {text("role"), QLatin1String(role)}, {text("error"), error}, {text("text"), text(words)}};
 }
 
 QJsonObject ending(const char *role, int exit)

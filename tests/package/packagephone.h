@@ -50,7 +50,7 @@ private:
 /** @p fault with the field @p key. */
 [[nodiscard]] QJsonObject with(QJsonObject fault, const char *key, const QJsonValue &value);
 /** A transaction of @p role that ends in an error. */
-[[nodiscard]] QJsonObject failing(const char *role, int error, const QString &words);
+[[nodiscard]] QJsonObject failing(const char *role, int error, const char *words);
 /** A transaction of @p role that ends with @p exit and without an error. */
 [[nodiscard]] QJsonObject ending(const char *role, int exit);
 /** The daemon dies with a transaction of @p role: at the "call", "running" or at the "end". */

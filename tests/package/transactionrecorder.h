@@ -42,6 +42,10 @@ inline const QStringList succeeded{QStringLiteral("success"), QStringLiteral("fi
 {
     return {QLatin1String("failure ") + details, QStringLiteral("finished")};
 }
+[[nodiscard]] inline QStringList failed(const char *details)
+{
+    return failed(QString::fromUtf8(details));
+}
 
 /** Makes the transaction of a table's row. */
 using Factory = std::function<Package::Transaction *()>;

@@ -110,7 +110,7 @@ void TstStepPkgKit::tellsEachEndOnce_data()
     row("success", resolveNotes, {}, resolved);
     row("refused: the reason first, then one end", installMissingFile, {},
         {text("error 4 File /no/such.rpm is not found or unsupported"), text("finished 2")});
-    row("error", resolveNotes, {failing("Resolve", 8, text("gone"))},
+    row("error", resolveNotes, {failing("Resolve", 8, "gone")},
         {text("error 8 gone"), text("finished 2")});
     row("no error, only an exit", resolveNotes, {ending("Resolve", 6)}, {text("finished 6")});
     row("an end without a reason that never gets one", resolveNotes, {ending("Resolve", 0)},
@@ -122,6 +122,8 @@ void TstStepPkgKit::tellsEachEndOnce_data()
         {text("finished 1")});
     row("the daemon dies", resolveNotes, {dying("Resolve", "running")},
         {text("error 21 "), text("finished 6")});
+    row("the daemon dies behind the end", resolveNotes, {dying("Resolve", "end")},
+        {text("finished 1")});
     row("cancelled before the daemon has begun", cancelAtOnce,
         {with(canned("UpgradeSystem"), "ms", 60000)}, {text("error 17 "), text("finished 3")});
     const QStringList nobody{noDaemon, text("finished 2")};
@@ -154,7 +156,7 @@ void TstStepPkgKit::survivesDeletionAnywhere_data()
 
     QTest::newRow("refused") << Call(installMissingFile) << Script{};
     QTest::newRow("error") << Call(resolveNotes)
-                           << Script{with(failing("*", 8, text("gone")), "times", -1)};
+                           << Script{with(failing("*", 8, "gone"), "times", -1)};
     QTest::newRow("daemon dies, success behind it")
         << Call(resolveNotes) << Script{dying("Resolve", "running")};
     QTest::newRow("no daemon") << Call(resolveNotes) << noService;
