@@ -83,12 +83,8 @@ void TstOsUpdateControl::answers()
         m_handler->checkForOsUpdate(true);
         QCOMPARE(m_journal->take(), text("upgrade-status 2; start check refreshed"));
     }
-    Package::Manager::UpgradeInformation &upgrade = *find(job)->upgrade;
-    upgrade = {text("3.4.0-7.0"), text("news"), 10000000000, -5, 0};
-    if (success)
-        find(job)->succeed();
-    else
-        find(job)->fail(text("details"));
+    *find(job)->upgrade = {text("3.4.0-7.0"), text("news"), 10000000000, -5, 0};
+    play(text(success ? "succeed " : "fail ") + job);
     QCOMPARE(m_journal->take(), journal);
     QCOMPARE(m_handler->upgradeVersion(), text("3.4.0-7.0"));
     QVERIFY(!m_handler->isBusy());
