@@ -61,15 +61,11 @@ class TstRepositoryTransaction : public QObject
 
 private Q_SLOTS:
     void init();
-    void switchesRepositories_data();
-    void switchesRepositories();
+    void course_data();
+    void course();
     void fastPass_data();
     void fastPass();
-    void failsHalfWay_data();
-    void failsHalfWay();
     void endCutsTheSlowPassOff();
-    void cancel_data();
-    void cancel();
     void release_data();
     void release();
     void addsWhatIsMissing();
@@ -89,7 +85,6 @@ private:
     QScopedPointer<TransactionRecorder> m_recorder;
     QScopedPointer<TransactionRecorder> m_wrappedRecorder;
     QStringList m_enabledAtStart; // of the wrapped transaction
-    QStringList m_switchesAtStart;
     QString m_releaseAtStart;
     bool m_started = false;
 };
@@ -119,7 +114,6 @@ void TstRepositoryTransaction::start()
     m_transaction->start();
     QTRY_VERIFY(m_started);
     m_enabledAtStart = m_phone.enabledRepositories();
-    m_switchesAtStart = switches();
     m_releaseAtStart = Rdm().release(false);
 }
 
@@ -148,48 +142,88 @@ QStringList TstRepositoryTransaction::releaseManagerCalls()
     return texts;
 }
 
-void TstRepositoryTransaction::switchesRepositories_data()
+void TstRepositoryTransaction::course_data()
 {
+    QTest::addColumn<bool>("releasesAtStart");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QString>("act"); // empty: what is wrapped never runs
+    QTest::addColumn<QStringList>("told");
+    QTest::addColumn<QString>("switched");
     QTest::addColumn<QStringList>("required");
-    QTest::addColumn<bool>("endsWell");
-    QTest::addColumn<Script>("script");
-    QTest::addColumn<QStringList>("isolated");
 
-    const QStringList three = words("non-oss oss user-extra");
-    const auto row = [](const char *name, const QStringList &required, bool endsWell,
-                        const Script &script, const QStringList &isolated) {
-        QTest::newRow(name) << required << endsWell << script << isolated;
+    const auto row = [](const char *name, bool releasesAtStart, const QJsonObject &fault,
+                        const char *act, const QStringList &told, const char *switched,
+                        const QStringList &required = os) {
+        QTest::newRow(name) << releasesAtStart << fault << text(act) << told << text(switched)
+                            << required;
     };
-    row("one that was disabled is left alone", os, true, {}, three);
-    row("a failure inside is a success of the restoring", os, false, {}, three);
-    row("the name counts letter for letter", os + words("OSS non-oss user-extra nightly"), true, {},
-        {text("oss")});
-    row("nothing but what is required", os + three + words("nightly"), true, {}, {});
-    row("one that can't be put back is passed over", os, true,
-        {with(failing("RepoEnable", 28, "disk"), "skip", 3)}, three);
-    row("a list that fails is an empty list", os, true, {failing("GetRepoList", 4, "no")}, {});
+    const QStringList twice = QStringList{text("success")} + succeeded;
+    const QStringList none{text("finished")};
+    const char *all = "-non-oss -oss -user-extra +non-oss +oss +user-extra";
+    const QJsonObject disk = failing("RepoEnable", 28, "disk");
+    const QJsonObject second = with(disk, "skip", 1);
+    const QJsonObject listing = with(canned("GetRepoList"), "hang", true);
+    const QJsonObject isolating = with(with(canned("RepoEnable"), "hang", true), "skip", 1);
+    row("one that was disabled is left alone", false, {}, "succeed", twice, all);
+    row("a failure inside is a success of the restoring", false, {}, "fail", succeeded, all);
+    row("the name counts letter for letter", false, {}, "succeed", twice, "-oss +oss",
+        os + words("OSS non-oss user-extra nightly"));
+    row("nothing but what is required", false, {}, "succeed", twice, "",
+        os + words("non-oss oss user-extra nightly"));
+    row("one that can't be put back is passed over", false, with(disk, "skip", 3), "succeed", twice,
+        all);
+    row("a list that fails is an empty list", false, failing("GetRepoList", 4, "no"), "succeed",
+        twice, "");
+
+    row("the first fails: restoring begins, and comes no further", false, disk, "",
+        failed("non-oss"), "-non-oss +non-oss");
+    row("the second fails", false, second, "", failed("oss"), "-non-oss -oss +non-oss");
+    row("an exit without an error", false, with(ending("RepoEnable", 2), "skip", 1), "",
+        failed("oss"), "-non-oss -oss +non-oss");
+    row("inside releases at the start: two ends, nothing put back", true, second, "",
+        none + failed("oss"), "-non-oss -oss");
+
+    row("cancelled while listing", false, listing, "cancel", succeeded, "");
+    row("listing, inside releases at the start", true, listing, "cancel", none, "");
+    row("isolating", false, isolating, "cancel", succeeded,
+        "-non-oss -oss +non-oss +oss +user-extra");
+    row("isolating, inside releases at the start", true, isolating, "cancel", none,
+        "-non-oss -oss");
+    row("running", false, {}, "cancel", succeeded, all);
 }
 
-void TstRepositoryTransaction::switchesRepositories()
+void TstRepositoryTransaction::course()
 {
+    QFETCH(bool, releasesAtStart);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QString, act);
+    QFETCH(QStringList, told);
+    QFETCH(QString, switched);
     QFETCH(QStringList, required);
-    QFETCH(bool, endsWell);
-    QFETCH(Script, script);
-    QFETCH(QStringList, isolated);
-    m_phone.script(script);
-
-    create(false, required);
-    start();
-    const QRegularExpression begin(text("^"));
-    QStringList switched = QStringList(isolated).replaceInStrings(begin, text("-"));
-    QCOMPARE(m_switchesAtStart, switched);
-    for (const QString &repository : isolated)
-        QVERIFY(!m_enabledAtStart.contains(repository));
-    m_wrapped->endAs(endsWell);
+    if (!fault.isEmpty())
+        m_phone.script({fault});
+    create(releasesAtStart, required, newRelease);
+    m_transaction->start();
+    if (fault.contains(text("hang"))) {
+        const QString role = fault[text("role")].toString();
+        QTRY_COMPARE(m_phone.calls(role).size(), 1 + fault[text("skip")].toInt());
+    } else if (!act.isEmpty()) {
+        QTRY_VERIFY(m_started);
+        QCOMPARE(switches().join(QLatin1Char(' ')), switched.section(text(" +"), 0, 0));
+    }
+    if (act == text("cancel"))
+        m_transaction->cancel();
+    else if (!act.isEmpty())
+        m_wrapped->endAs(act == text("succeed"));
     QTRY_VERIFY(m_recorder->isGone());
-    QCOMPARE(m_recorder->told(), endsWell ? QStringList{text("success")} + succeeded : succeeded);
-    switched += QStringList(isolated).replaceInStrings(begin, text("+"));
-    QCOMPARE(switches(), switched);
+    QCOMPARE(m_recorder->told(), told);
+    QCOMPARE(m_wrappedRecorder->told(),
+             act == text("succeed")    ? succeeded
+                 : act == text("fail") ? failed("wrapped")
+                                       : failed("cancelled"));
+    QCOMPARE(Rdm().release(false), act == text("succeed") ? newRelease : oldRelease);
+    // A switch that has begun is told to the daemon, though nobody waits for it any more.
+    QTRY_COMPARE(switches().join(QLatin1Char(' ')), switched);
 }
 
 void TstRepositoryTransaction::fastPass_data()
@@ -250,88 +284,6 @@ void TstRepositoryTransaction::endCutsTheSlowPassOff()
     QTRY_VERIFY(m_recorder->isGone());
     QCOMPARE(m_recorder->told(), succeeded); // the wrapped one's
     QCOMPARE(switches(), words("-non-oss -oss -user-extra +non-oss"));
-}
-
-void TstRepositoryTransaction::failsHalfWay_data()
-{
-    QTest::addColumn<bool>("releasesAtStart");
-    QTest::addColumn<Script>("script");
-    QTest::addColumn<QStringList>("told");
-    QTest::addColumn<QStringList>("switched");
-
-    const QJsonObject fault = failing("RepoEnable", 28, "disk");
-    const auto row = [](const char *name, bool releases, const QJsonObject &script,
-                        const QStringList &told, const char *switched) {
-        QTest::newRow(name) << releases << Script{script} << told << words(switched);
-    };
-    row("the first: restoring begins, and comes no further", false, fault, failed("non-oss"),
-        "-non-oss +non-oss");
-    row("the second", false, with(fault, "skip", 1), failed("oss"), "-non-oss -oss +non-oss");
-    row("an exit without an error", false, with(ending("RepoEnable", 2), "skip", 1), failed("oss"),
-        "-non-oss -oss +non-oss");
-    row("inside releases at the start: two ends, nothing put back", true, with(fault, "skip", 1),
-        QStringList{text("finished")} + failed("oss"), "-non-oss -oss");
-}
-
-void TstRepositoryTransaction::failsHalfWay()
-{
-    QFETCH(bool, releasesAtStart);
-    QFETCH(Script, script);
-    QFETCH(QStringList, told);
-    QFETCH(QStringList, switched);
-    m_phone.script(script);
-
-    create(releasesAtStart, os, newRelease);
-    m_transaction->start();
-    QTRY_VERIFY(m_recorder->isGone());
-    QCOMPARE(m_recorder->told(), told);
-    QCOMPARE(m_wrappedRecorder->told(), failed("cancelled"));
-    QVERIFY(!m_started);
-    QCOMPARE(Rdm().release(false), oldRelease);
-    // The switch that has begun is carried out, though nobody waits for it any more.
-    QTRY_COMPARE(switches(), switched);
-    QTRY_COMPARE(m_phone.enabledRepositories().contains(text("non-oss")),
-                 switched.contains(QLatin1String("+non-oss")));
-}
-
-void TstRepositoryTransaction::cancel_data()
-{
-    QTest::addColumn<bool>("releasesAtStart");
-    QTest::addColumn<QJsonObject>("slow"); // where it is cancelled
-    QTest::addColumn<QString>("disabled"); // what stays so
-
-    const QJsonObject listing = with(canned("GetRepoList"), "hang", true);
-    const QJsonObject isolating = with(with(canned("RepoEnable"), "hang", true), "skip", 1);
-    QTest::newRow("listing") << false << listing << QString();
-    QTest::newRow("listing, inside releases at the start") << true << listing << QString();
-    QTest::newRow("isolating") << false << isolating << QString();
-    QTest::newRow("isolating, inside releases at the start")
-        << true << isolating << text("non-oss");
-    QTest::newRow("running") << false << QJsonObject() << QString();
-}
-
-void TstRepositoryTransaction::cancel()
-{
-    QFETCH(bool, releasesAtStart);
-    QFETCH(QJsonObject, slow);
-    QFETCH(QString, disabled);
-    QStringList enabled = m_phone.enabledRepositories();
-    enabled.removeAll(disabled);
-    const QString role = slow[QLatin1String("role")].toString();
-    create(releasesAtStart, os, newRelease);
-    if (role.isEmpty()) {
-        start();
-    } else {
-        m_phone.script({slow});
-        m_transaction->start();
-        QTRY_COMPARE(m_phone.calls(role).size(), 1 + slow[QLatin1String("skip")].toInt());
-    }
-    m_transaction->cancel();
-    QCOMPARE(m_wrappedRecorder->told(), failed("cancelled"));
-    QTRY_VERIFY(m_recorder->isGone());
-    QCOMPARE(m_recorder->told(), releasesAtStart ? QStringList{text("finished")} : succeeded);
-    QCOMPARE(Rdm().release(false), oldRelease);
-    QCOMPARE(m_phone.enabledRepositories(), enabled);
 }
 
 void TstRepositoryTransaction::release_data()

@@ -94,7 +94,6 @@ private Q_SLOTS:
     void order();
     void refusal_data();
     void refusal();
-    void strangersAreRefused();
     void resolveKnowsWhatIsThere();
     void upgradeIsCancelled();
     void packageLife();
@@ -162,8 +161,6 @@ void TstWire::refusal_data()
         "InputInvalid Too few items to process");
     row("no file", "SearchFiles", {installedOnly, QStringList{QString()}},
         "SearchInvalid Search string zero length");
-    row("no id", "InstallPackages", {quint64(0), QStringList()},
-        "PackageIdInvalid The package id's '' are not valid");
     row("too few parts", "InstallPackages", {quint64(0), QStringList{text("a;b")}},
         "PackageIdInvalid The package id's 'a;b' are not valid");
     row("too many parts", "RemovePackages",
@@ -183,19 +180,6 @@ void TstWire::refusal()
     QCOMPARE(m_client.run(method, arguments), (QStringList{text("Destroy"), error}));
 }
 
-void TstWire::strangersAreRefused()
-{
-    const QString path = m_client.create();
-    WireClient stranger(text("stranger"));
-    stranger.call(path, text("GetPackages"), {installedOnly});
-    QVERIFY(stranger.waitFor(
-        path, text("error org.freedesktop.PackageKit.Transaction.RefusedByPolicy ")));
-
-    // The transaction is not spoilt by that.
-    m_client.call(path, text("GetRepoList"), {quint64(2)});
-    QVERIFY(m_client.waitFor(path, text("Finished 1")));
-}
-
 void TstWire::resolveKnowsWhatIsThere()
 {
     const auto resolve = [this](quint64 filter, const QString &name) {
@@ -207,7 +191,6 @@ void TstWire::resolveKnowsWhatIsThere()
     QCOMPARE(installed.first().count(QLatin1Char(';')), 3);
     QCOMPARE(resolve(installedOnly, m_backend.available), QStringList());
     QCOMPARE(resolve(newestOfAll, m_backend.available), QStringList{m_backend.availableId});
-    QCOMPARE(resolve(newestOfAll, text("a;b|'%c d")), QStringList());
 }
 
 void TstWire::upgradeIsCancelled()
