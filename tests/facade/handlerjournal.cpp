@@ -126,7 +126,15 @@ void HandlerTest::play(const QString &script)
         {text("foreign"), [=](const QString &) { m_manager->packageManagerForeignRequested(); }},
         {text("idle"), [=](const QString &) { m_manager->packageManagerIdle(); }},
         {text("succeed"), [=](const QString &name) { find(name)->succeed(); }},
-        {text("fail"), [=](const QString &name) { find(name)->fail(text("details")); }},
+        {text("progress"),
+         [=](const QString &words) {
+             const int value = words.section(QLatin1Char(' '), 0, 0).toInt();
+             find(words.section(QLatin1Char(' '), 1))->progress(value);
+         }},
+        {text("fail"),
+         [=](const QString &words) {
+             find(words.section(text(": "), 0, 0))->fail(words.section(text(": "), 1));
+         }},
         {text("end"), [=](const QString &name) { find(name)->finish(); }},
         // It tells so, and is still there.
         {text("cancelled"), [=](const QString &name) { find(name)->failure(text("cancelled")); }},

@@ -53,7 +53,8 @@ protected:
     [[nodiscard]] ScriptedTransaction *find(const char *name) const { return find(text(name)); }
     /**
      * Does one thing after another, such as "install a, list, succeed install a": requests,
-     * the daemon's news ("foreign", "idle") and what becomes of transactions.
+     * the daemon's news ("foreign", "idle") and what becomes of transactions ("progress 9 list",
+     * "fail list: details").
      */
     void play(const QString &script);
 

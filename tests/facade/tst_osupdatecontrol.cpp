@@ -4,12 +4,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-const QString version = QStringLiteral("3.4.0.7");
-
-} // namespace
-
 /** How the package handler checks for, sizes, downloads and installs OS updates. */
 class TstOsUpdateControl : public HandlerTest
 {
@@ -20,8 +14,6 @@ private Q_SLOTS:
     void normalizesVersions();
     void answers_data();
     void answers();
-    void upgrade_data();
-    void upgrade();
     void scenario_data();
     void scenario();
     void downloadGivesWay_data();
@@ -75,9 +67,9 @@ void TstOsUpdateControl::answers()
     QFETCH(const QString, journal);
 
     if (job == text("size")) {
-        m_handler->getOsUpdateSize(version);
+        m_handler->getOsUpdateSize(text("2"));
         QCOMPARE(m_journal->take(),
-                 text("isolate size version=3.4.0.7 restore=yes ; "
+                 text("isolate size version=2 restore=yes ; "
                       "upgrade-status 4; start isolated size; start size"));
     } else {
         m_handler->checkForOsUpdate(true);
@@ -87,58 +79,6 @@ void TstOsUpdateControl::answers()
     play(text(success ? "succeed " : "fail ") + job);
     QCOMPARE(m_journal->take(), journal);
     QCOMPARE(m_handler->upgradeVersion(), text("3.4.0-7.0"));
-    QVERIFY(!m_handler->isBusy());
-}
-
-void TstOsUpdateControl::upgrade_data()
-{
-    QTest::addColumn<bool>("download");
-    QTest::addColumn<QVector<int>>("progress");
-    QTest::addColumn<QString>("failure"); // empty: it succeeds
-    QTest::addColumn<QString>("journal");
-
-    const QString done = text("upgrade-progress 100; upgrade-result true false");
-    QTest::newRow("downloaded") << true << QVector<int>{50} << ""
-                                << text("upgrade-progress 50; ") + done;
-    QTest::newRow("downloaded to the last percent") << true << QVector<int>{100} << "" << done;
-    QTest::newRow("downloaded at once") << true << QVector<int>{} << "" << done;
-    QTest::newRow("installed") << false << QVector<int>{-1} << ""
-                               << text("upgrade-progress -1; ") + done;
-    // The isolation around it reports success all the same, which must not be heard.
-    const QString failed = text(
-        "error orvik-store-no-error_os_update_failed; upgrade-progress 0; upgrade-result false ");
-    QTest::newRow("not downloaded") << true << QVector<int>{50} << "details"
-                                    << text("upgrade-progress 50; ") + failed + text("false");
-    QTest::newRow("no room") << true << QVector<int>{} << "disk full: 20 MB"
-                             << failed + text("true");
-    QTest::newRow("not installed") << false << QVector<int>{-1} << "no disk full: at all"
-                                   << text("upgrade-progress -1; ") + failed + text("false");
-}
-
-void TstOsUpdateControl::upgrade()
-{
-    QFETCH(const bool, download);
-    QFETCH(const QVector<int>, progress);
-    QFETCH(const QString, failure);
-    QFETCH(const QString, journal);
-
-    if (download)
-        m_handler->downloadOsUpdate(version);
-    else
-        m_handler->installOsUpdate(version);
-    QCOMPARE(m_journal->take(),
-             text(download ? "upgrade-progress 1; isolate download version=3.4.0.7 restore=yes ; "
-                             "start isolated download; start download"
-                           : "isolate upgrade version=3.4.0.7 restore=no ; "
-                             "start isolated upgrade; start upgrade"));
-    ScriptedTransaction *transaction = find(download ? "download" : "upgrade");
-    for (int value : progress)
-        Q_EMIT transaction->progress(value);
-    if (failure.isEmpty())
-        transaction->succeed();
-    else
-        transaction->fail(failure);
-    QCOMPARE(m_journal->take(), journal);
     QVERIFY(!m_handler->isBusy());
 }
 
@@ -169,6 +109,24 @@ void TstOsUpdateControl::scenario_data()
     row("an install of the update does not give way", text("upgrade 2"), "list, foreign", nothing,
         true);
 
+    row("to install keeps the release", nothing, "upgrade 2",
+        text("isolate upgrade version=2 restore=no ; start isolated upgrade; start upgrade"), true);
+    const QString done = text("upgrade-progress 100; upgrade-result true false");
+    row("downloaded", text("download 2"), "progress 50 download, succeed download",
+        text("upgrade-progress 50; ") + done, false);
+    row("downloaded to the last percent", text("download 2"),
+        "progress 100 download, succeed download", done, false);
+    row("installed", text("upgrade 2"), "progress -1 upgrade, succeed upgrade",
+        text("upgrade-progress -1; ") + done, false);
+    // The isolation around it reports success all the same, which must not be heard.
+    const QString failed = text(
+        "error orvik-store-no-error_os_update_failed; upgrade-progress 0; upgrade-result false ");
+    row("not downloaded", text("download 2"), "fail download", failed + text("false"), false);
+    row("no room", text("download 2"), "fail download: disk full: 20 MB", failed + text("true"),
+        false);
+    row("not installed", text("upgrade 2"), "fail upgrade: no disk full: at all",
+        failed + text("false"), false);
+
     const QString given = text("download 2, linger download, foreign, ");
     const QString again = text("upgrade-progress 1; isolate download version=2 restore=yes ; "
                                "start isolated download; start download");
@@ -179,15 +137,11 @@ void TstOsUpdateControl::scenario_data()
     row("once", given + text("end isolated download, idle"), "idle", nothing, true);
     row("interrupted again", given + text("end isolated download, idle, linger download"),
         "foreign, foreign", text("cancel isolated download; cancel download"), true);
-    row("a success after all is one", given, "succeed isolated download, idle",
-        text("upgrade-progress 100; upgrade-result true false"), false);
+    row("a success after all is one", given, "succeed isolated download, idle", done, false);
     row("and ends the interruption also where it has failed before", given + text("mark 0"),
         "succeed isolated download, idle", nothing, false);
     row("asked for once more before its end, that is a failure", given + text("download 3"),
-        "cancelled download",
-        text("error orvik-store-no-error_os_update_failed; upgrade-progress 0; "
-             "upgrade-result false false"),
-        true);
+        "cancelled download", failed + text("false"), true);
 }
 
 void TstOsUpdateControl::scenario()
