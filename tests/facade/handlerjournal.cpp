@@ -114,6 +114,7 @@ void HandlerTest::play(const QString &script)
         {text("autoremove"), [=](const QString &package) { handler->uninstall(package, true); }},
         {text("remove-launcher"), [=](const QString &f) { handler->uninstallByDesktopFile(f); }},
         {text("list"), [=](const QString &) { handler->refreshPackages(); }},
+        {text("ask"), [=](const QString &package) { handler->checkInstalled(package); }},
         {text("files"), [=](const QString &package) { handler->packageFiles(package); }},
         {text("info"), [=](const QString &file) { handler->packageInfo(file); }},
         {text("name"), [=](const QString &file) { handler->resolvePackageName(file); }},
@@ -125,6 +126,10 @@ void HandlerTest::play(const QString &script)
         {text("call-off"), [=](const QString &package) { handler->cancelPending(package); }},
         {text("foreign"), [=](const QString &) { m_manager->packageManagerForeignRequested(); }},
         {text("idle"), [=](const QString &) { m_manager->packageManagerIdle(); }},
+        {text("listed"),
+         [=](const QString &package) {
+             find("list")->list->add({package, text("1-1"), {}});
+         }},
         {text("succeed"), [=](const QString &name) { find(name)->succeed(); }},
         {text("progress"),
          [=](const QString &words) {
