@@ -45,7 +45,6 @@ private Q_SLOTS:
 
     void listOnlyAdds();
     void listIsSealedByTheOneBefore();
-    void applicationState_data();
     void applicationState();
     void applicationStateName();
     void knownPackages();
@@ -356,35 +355,20 @@ void TstPackageHandler::listIsSealedByTheOneBefore()
     QVERIFY(m_manager->find(text("list"))->isStarted); // the newest goes first
 }
 
-void TstPackageHandler::applicationState_data()
-{
-    QTest::addColumn<QString>("package");
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<int>("state");
-
-    const auto row = [](const char *package, const char *version, ApplicationState::State state) {
-        QTest::addRow("%s %s", package, version) << text(package) << text(version) << int(state);
-    };
-    row("listed", "1.1-1", ApplicationState::Updatable);
-    row("listed", "1.0-1", ApplicationState::Installed);
-    row("listed", "0.9-1", ApplicationState::Installed);
-    row("updating", "9", ApplicationState::Updating);
-    row("removed", "9", ApplicationState::Uninstalling);
-    row("new", "9", ApplicationState::Installing);
-    row("/unlisted.rpm", "9", ApplicationState::Installed);
-    row("nothing", "9", ApplicationState::Normal);
-}
-
 void TstPackageHandler::applicationState()
 {
-    QFETCH(const QString, package);
-    QFETCH(const QString, version);
-    QFETCH(const int, state);
-
+    using State = ApplicationState;
     setInstalled("listed updating removed");
-    play(text("install /unlisted.rpm, succeed install /unlisted.rpm, "
-              "install updating, install new, remove removed"));
-    QCOMPARE(m_handler->applicationState(package, version), state);
+    play(text("install /unlisted.rpm, succeed install /unlisted.rpm, install updating, "
+              "install new, remove removed"));
+    const std::tuple<const char *, const char *, State::State> table[] = {
+        {"listed", "1.1-1", State::Updatable},    {"listed", "1.0-1", State::Installed},
+        {"listed", "0.9-1", State::Installed},    {"updating", "9", State::Updating},
+        {"removed", "9", State::Uninstalling},    {"new", "9", State::Installing},
+        {"/unlisted.rpm", "9", State::Installed}, {"nothing", "9", State::Normal},
+    };
+    for (const auto &[package, version, state] : table)
+        QCOMPARE(m_handler->applicationState(text(package), text(version)), int(state));
 }
 
 void TstPackageHandler::applicationStateName()
