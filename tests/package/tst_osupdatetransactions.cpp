@@ -148,9 +148,6 @@ void TstOsUpdateTransactions::upgradeRows() const
     row("size: a query that ends well is a failure with no words", m_size, {cannedRest()},
         failed(QString()), sizeCall);
     row("size: another error", m_size, {failingUpgrade(2, "offline")}, failed("offline"), sizeCall);
-    row("download: at once", m_download, {cannedRest()}, succeeded, downloadCall);
-    row("download: the fourth time", m_download, {failingUpgrade(10, "x", 3), cannedRest()},
-        succeeded, downloadCall, 4);
     row("download: not a fifth time, and the last words count", m_download,
         {failingUpgrade(46, "first"), failingUpgrade(10, "x", 2), failingUpgrade(2, "last"),
          cannedRest()},
@@ -168,7 +165,6 @@ void TstOsUpdateTransactions::upgradeRows() const
         downloadCall, 4);
     row("install: once only", m_install, {failingUpgrade(46, "no room"), cannedRest()},
         failed("disk full: no room"), installCall);
-    row("install", m_install, {cannedRest()}, succeeded, installCall);
 }
 
 void TstOsUpdateTransactions::run()
