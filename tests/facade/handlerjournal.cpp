@@ -4,6 +4,8 @@
 #include <QQmlEngine>
 #include <QTest>
 
+#include <functional>
+
 HandlerJournal::HandlerJournal()
     : m_engine(std::make_unique<QJSEngine>())
 {
@@ -96,28 +98,62 @@ void HandlerTest::cleanup()
 
 ScriptedTransaction *HandlerTest::find(const QString &name) const
 {
+    for (auto it = m_made->crbegin(); it != m_made->crend(); ++it) {
+        if (*it && (*it)->isStarted && (*it)->name == name)
+            return *it;
+    }
     return m_manager->find(name);
 }
 
-ScriptedTransaction *HandlerTest::find(const char *name) const
+void HandlerTest::play(const QString &script)
 {
-    return m_manager->find(text(name));
-}
-
-MissingRepositoriesText::MissingRepositoriesText()
-{
-    QCoreApplication::installTranslator(this);
-}
-
-MissingRepositoriesText::~MissingRepositoriesText()
-{
-    QCoreApplication::removeTranslator(this);
-}
-
-QString MissingRepositoriesText::translate(const char *, const char *sourceText, const char *,
-                                           int) const
-{
-    return qstrcmp(sourceText, "orvik-store-no-error_repositories_missing") == 0
-        ? text("missing: %1")
-        : QString();
+    PackageHandler *handler = m_handler.get();
+    const QHash<QString, std::function<void(const QString &)>> acts{
+        {text("install"), [=](const QString &package) { handler->install(package); }},
+        {text("remove"), [=](const QString &package) { handler->uninstall(package, false); }},
+        {text("autoremove"), [=](const QString &package) { handler->uninstall(package, true); }},
+        {text("remove-launcher"), [=](const QString &f) { handler->uninstallByDesktopFile(f); }},
+        {text("list"), [=](const QString &) { handler->refreshPackages(); }},
+        {text("ask"), [=](const QString &package) { handler->checkInstalled(package); }},
+        {text("files"), [=](const QString &package) { handler->packageFiles(package); }},
+        {text("info"), [=](const QString &file) { handler->packageInfo(file); }},
+        {text("name"), [=](const QString &file) { handler->resolvePackageName(file); }},
+        {text("check"), [=](const QString &) { handler->checkForOsUpdate(false); }},
+        {text("size"), [=](const QString &version) { handler->getOsUpdateSize(version); }},
+        {text("download"), [=](const QString &version) { handler->downloadOsUpdate(version); }},
+        {text("upgrade"), [=](const QString &version) { handler->installOsUpdate(version); }},
+        {text("mark"), [=](const QString &value) { handler->setUpgradeProgress(value.toInt()); }},
+        {text("call-off"), [=](const QString &package) { handler->cancelPending(package); }},
+        {text("foreign"), [=](const QString &) { m_manager->packageManagerForeignRequested(); }},
+        {text("idle"), [=](const QString &) { m_manager->packageManagerIdle(); }},
+        {text("listed"),
+         [=](const QString &package) {
+             find("list")->list->add({package, text("1-1"), {}});
+         }},
+        {text("succeed"), [=](const QString &name) { find(name)->succeed(); }},
+        {text("progress"),
+         [=](const QString &words) {
+             const int value = words.section(QLatin1Char(' '), 0, 0).toInt();
+             find(words.section(QLatin1Char(' '), 1))->progress(value);
+         }},
+        {text("fail"),
+         [=](const QString &words) {
+             find(words.section(text(": "), 0, 0))->fail(words.section(text(": "), 1));
+         }},
+        {text("end"), [=](const QString &name) { find(name)->finish(); }},
+        // It tells so, and is still there.
+        {text("cancelled"), [=](const QString &name) { find(name)->failure(text("cancelled")); }},
+        {text("linger"), [=](const QString &name) { find(name)->endsOnCancel = false; }},
+        {text("vanish"), [=](const QString &name) { delete find(name); }},
+        {text("at-error"),
+         [=](const QString &act) {
+             connect(handler, &PackageHandler::error, this, [=] { play(act); });
+         }},
+    };
+    for (const QString &act : script.split(text(", "), Qt::SkipEmptyParts)) {
+        const QString verb = act.section(QLatin1Char(' '), 0, 0);
+        if (!acts.contains(verb))
+            QFAIL(qPrintable(text("no such act: ") + verb));
+        acts.value(verb)(act.section(QLatin1Char(' '), 1));
+    }
 }

@@ -8,7 +8,6 @@
 #include <QJSValue>
 #include <QObject>
 #include <QStringList>
-#include <QTranslator>
 
 #include <memory>
 
@@ -49,8 +48,15 @@ protected Q_SLOTS:
     void cleanup();
 
 protected:
+    /** The newest transaction of that name which has been started, or else the newest. */
     [[nodiscard]] ScriptedTransaction *find(const QString &name) const;
-    [[nodiscard]] ScriptedTransaction *find(const char *name) const;
+    [[nodiscard]] ScriptedTransaction *find(const char *name) const { return find(text(name)); }
+    /**
+     * Does one thing after another, such as "install a, list, succeed install a": requests,
+     * the daemon's news ("foreign", "idle") and what becomes of transactions ("progress 9 list",
+     * "fail list: details").
+     */
+    void play(const QString &script);
 
     std::unique_ptr<HandlerJournal> m_journal;
     std::unique_ptr<PackageHandler> m_handler;
@@ -58,18 +64,4 @@ protected:
 
 private:
     MadeTransactions m_made; // by the manager
-};
-
-/** Knows the one text that has a place for what the program puts in, while it lives. */
-class MissingRepositoriesText final : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    MissingRepositoriesText();
-    ~MissingRepositoriesText() override;
-
-    [[nodiscard]] QString translate(const char *context, const char *sourceText,
-                                    const char *disambiguation, int n) const override;
-    [[nodiscard]] bool isEmpty() const override { return false; }
 };

@@ -1,18 +1,8 @@
 #include "handlerjournal.h"
 
-#include <QTemporaryFile>
+#include <QDir>
+#include <QTemporaryDir>
 #include <QTest>
-
-#include <functional>
-
-namespace {
-
-const QString version = QStringLiteral("3.4.0.7");
-
-} // namespace
-
-using Request = std::function<void(PackageHandler *)>;
-Q_DECLARE_METATYPE(Request)
 
 /** How the package handler checks for, sizes, downloads and installs OS updates. */
 class TstOsUpdateControl : public HandlerTest
@@ -24,25 +14,12 @@ private Q_SLOTS:
     void normalizesVersions();
     void answers_data();
     void answers();
-    void checksAreNotDoubled();
-    void upgrade_data();
-    void upgrade();
+    void scenario_data();
+    void scenario();
     void downloadGivesWay_data();
     void downloadGivesWay();
-    void downloadResumes();
     void abortedDownloadEndsTwice();
-    void onlyDownloadsGiveWay();
-
-private:
-    /** Starts a download that goes on until a test ends it. */
-    void download();
 };
-
-void TstOsUpdateControl::download()
-{
-    m_handler->downloadOsUpdate(version);
-    find("download")->endsOnCancel = false;
-}
 
 void TstOsUpdateControl::normalizesVersions_data()
 {
@@ -90,231 +67,161 @@ void TstOsUpdateControl::answers()
     QFETCH(const QString, journal);
 
     if (job == text("size")) {
-        m_handler->getOsUpdateSize(version);
+        m_handler->getOsUpdateSize(text("2"));
         QCOMPARE(m_journal->take(),
-                 text("isolate size version=3.4.0.7 restore=yes ; "
+                 text("isolate size version=2 restore=yes ; "
                       "upgrade-status 4; start isolated size; start size"));
     } else {
         m_handler->checkForOsUpdate(true);
         QCOMPARE(m_journal->take(), text("upgrade-status 2; start check refreshed"));
     }
-    Package::Manager::UpgradeInformation &upgrade = *find(job)->upgrade;
-    upgrade = {text("3.4.0-7.0"), text("news"), 10000000000, -5, 0};
-    if (success)
-        find(job)->succeed();
-    else
-        find(job)->fail(text("details"));
+    *find(job)->upgrade = {text("3.4.0-7.0"), text("news"), 10000000000, -5, 0};
+    play(text(success ? "succeed " : "fail ") + job);
     QCOMPARE(m_journal->take(), journal);
     QCOMPARE(m_handler->upgradeVersion(), text("3.4.0-7.0"));
     QVERIFY(!m_handler->isBusy());
 }
 
-void TstOsUpdateControl::checksAreNotDoubled()
+void TstOsUpdateControl::scenario_data()
 {
-    m_handler->uninstall(text("foo"), false);
-    m_handler->checkForOsUpdate(false);
-    m_handler->getOsUpdateSize(version);
-    for (int state = 0; state < 2; ++state) {
-        m_journal->entries.clear();
-        QTest::ignoreMessage(QtDebugMsg, "-- already issued");
-        m_handler->checkForOsUpdate(true);
-        QTest::ignoreMessage(QtDebugMsg, "-- already issued");
-        m_handler->getOsUpdateSize(version);
-        QCOMPARE(m_journal->take(), QString());
-        if (state == 0)
-            find("remove foo")->finish(); // and the check runs
-    }
-    find("check")->finish();
-    find("size")->succeed();
-    m_journal->entries.clear();
-    m_handler->checkForOsUpdate(false);
-    QCOMPARE(m_journal->take(), text("upgrade-status 2; start check"));
-}
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("then");
+    QTest::addColumn<QString>("journal"); // of the latter
+    QTest::addColumn<bool>("isBusy"); // at the end
 
-void TstOsUpdateControl::upgrade_data()
-{
-    QTest::addColumn<bool>("download");
-    QTest::addColumn<QVector<int>>("progress");
-    QTest::addColumn<QString>("failure"); // empty: it succeeds
-    QTest::addColumn<QString>("journal");
+    const auto row = [](const char *name, const QString &before, const char *then,
+                        const QString &journal, bool isBusy) {
+        QTest::newRow(name) << before << text(then) << journal << isBusy;
+    };
+    const QString nothing;
+    row("a check that waits is not doubled", text("remove foo, check, size 2"), "check, size 2",
+        nothing, true);
+    row("nor one that runs", text("check"), "check", nothing, true);
+    row("nor a size that runs", text("size 2"), "size 2", nothing, true);
+    row("but done again", text("check, end check"), "check", text("upgrade-status 2; start check"),
+        true);
+    // Its repositories are missing, and the end of the first passes for that of the second.
+    row("a size from where one has failed", text("size 2, at-error size 2"), "fail isolated size",
+        text("error orvik-store-no-error_repositories_missing; isolate size version=2 restore=yes "
+             "; upgrade-status 4; start isolated size; start size"),
+        false);
+    row("a mark is heard of by nobody", nothing, "mark 100", nothing, false);
+    row("an install of the update does not give way", text("upgrade 2"), "list, foreign", nothing,
+        true);
 
+    row("to install keeps the release", nothing, "upgrade 2",
+        text("isolate upgrade version=2 restore=no ; start isolated upgrade; start upgrade"), true);
     const QString done = text("upgrade-progress 100; upgrade-result true false");
-    QTest::newRow("downloaded") << true << QVector<int>{50} << ""
-                                << text("upgrade-progress 50; ") + done;
-    QTest::newRow("downloaded to the last percent") << true << QVector<int>{100} << "" << done;
-    QTest::newRow("downloaded at once") << true << QVector<int>{} << "" << done;
-    QTest::newRow("installed") << false << QVector<int>{-1} << ""
-                               << text("upgrade-progress -1; ") + done;
+    row("downloaded", text("download 2"), "progress 50 download, succeed download",
+        text("upgrade-progress 50; ") + done, false);
+    row("downloaded to the last percent", text("download 2"),
+        "progress 100 download, succeed download", done, false);
+    row("installed", text("upgrade 2"), "progress -1 upgrade, succeed upgrade",
+        text("upgrade-progress -1; ") + done, false);
     // The isolation around it reports success all the same, which must not be heard.
     const QString failed = text(
         "error orvik-store-no-error_os_update_failed; upgrade-progress 0; upgrade-result false ");
-    QTest::newRow("not downloaded") << true << QVector<int>{50} << "details"
-                                    << text("upgrade-progress 50; ") + failed + text("false");
-    QTest::newRow("no room") << true << QVector<int>{} << "disk full: 20 MB"
-                             << failed + text("true");
-    QTest::newRow("not installed") << false << QVector<int>{-1} << "no disk full: at all"
-                                   << text("upgrade-progress -1; ") + failed + text("false");
+    row("not downloaded", text("download 2"), "fail download", failed + text("false"), false);
+    row("no room", text("download 2"), "fail download: disk full: 20 MB", failed + text("true"),
+        false);
+    row("not installed", text("upgrade 2"), "fail upgrade: no disk full: at all",
+        failed + text("false"), false);
+
+    const QString given = text("download 2, linger download, foreign, ");
+    const QString again = text("upgrade-progress 1; isolate download version=2 restore=yes ; "
+                               "start isolated download; start download");
+    row("no resuming beside what runs",
+        text("download 2, linger download, remove foo, end isolated download"), "idle", nothing,
+        true);
+    row("resumed", given + text("end isolated download"), "idle", again, true);
+    row("once", given + text("end isolated download, idle"), "idle", nothing, true);
+    row("interrupted again", given + text("end isolated download, idle, linger download"),
+        "foreign, foreign", text("cancel isolated download; cancel download"), true);
+    row("a success after all is one", given, "succeed isolated download, idle", done, false);
+    row("and ends the interruption also where it has failed before", given + text("mark 0"),
+        "succeed isolated download, idle", nothing, false);
+    row("asked for once more before its end, that is a failure", given + text("download 3"),
+        "cancelled download", failed + text("false"), true);
 }
 
-void TstOsUpdateControl::upgrade()
+void TstOsUpdateControl::scenario()
 {
-    QFETCH(const bool, download);
-    QFETCH(const QVector<int>, progress);
-    QFETCH(const QString, failure);
+    QFETCH(const QString, before);
+    QFETCH(const QString, then);
     QFETCH(const QString, journal);
-
-    if (download)
-        m_handler->downloadOsUpdate(version);
-    else
-        m_handler->installOsUpdate(version);
-    QCOMPARE(m_journal->take(),
-             text(download ? "upgrade-progress 1; isolate download version=3.4.0.7 restore=yes ; "
-                             "start isolated download; start download"
-                           : "isolate upgrade version=3.4.0.7 restore=no ; "
-                             "start isolated upgrade; start upgrade"));
-    ScriptedTransaction *transaction = find(download ? "download" : "upgrade");
-    for (int value : progress)
-        Q_EMIT transaction->progress(value);
-    if (failure.isEmpty())
-        transaction->succeed();
-    else
-        transaction->fail(failure);
+    QFETCH(const bool, isBusy);
+    play(before);
+    m_journal->entries.clear();
+    play(then);
     QCOMPARE(m_journal->take(), journal);
-    QVERIFY(!m_handler->isBusy());
+    QCOMPARE(m_handler->isBusy(), isBusy);
 }
 
 void TstOsUpdateControl::downloadGivesWay_data()
 {
-    QTest::addColumn<Request>("request"); // null: another program's
+    QTest::addColumn<QString>("request");
     QTest::addColumn<bool>("interrupts");
     QTest::addColumn<QString>("started"); // after the download has ended
 
-    const auto row = [](const char *name, const Request &request, bool interrupts,
-                        const char *started) {
-        QTest::newRow(name) << request << interrupts << text(started);
+    const auto row = [](const char *request, bool interrupts, const char *started) {
+        QTest::newRow(request) << text(request) << interrupts << text(started);
     };
-    row(
-        "an install", [](PackageHandler *handler) { handler->install(text("foo")); }, true,
-        "start isolated install foo; start install foo");
-    row(
-        "a removal", [](PackageHandler *handler) { handler->uninstall(text("foo"), false); }, true,
-        "start remove foo");
-    row(
-        "a list", [](PackageHandler *handler) { handler->refreshPackages(); }, true, "start list");
-    row("somebody else", nullptr, true, "");
-    row(
-        "a lookup for a removal",
-        [](PackageHandler *handler) {
-            QTemporaryFile launcher;
-            QVERIFY(launcher.open());
-            handler->uninstallByDesktopFile(launcher.fileName());
-        },
-        true, "");
-    row(
-        "a package file", [](PackageHandler *handler) { handler->packageInfo(text("/foo.rpm")); },
-        false, "");
-    row(
-        "a question for files", [](PackageHandler *handler) { handler->packageFiles(text("foo")); },
-        false, "start files foo");
-    row(
-        "a lookup", [](PackageHandler *handler) { handler->resolvePackageName(text("/foo")); },
-        false, "");
-    row(
-        "a check", [](PackageHandler *handler) { handler->checkForOsUpdate(false); }, false,
-        "upgrade-status 2; start check");
-    row(
-        "a size", [](PackageHandler *handler) { handler->getOsUpdateSize(version); }, false,
-        "upgrade-status 4; start isolated size; start size");
+    row("install foo", true, "start isolated install foo; start install foo");
+    row("remove foo", true, "start remove foo");
+    row("list", true, "start list");
+    row("foreign", true, "");
+    row("remove-launcher %1/a.desktop", true, "");
+    row("remove-launcher %1/applications/a.desktop", false, ""); // the user's own
+    row("info /foo.rpm", false, "");
+    row("files foo", false, "start files foo");
+    row("name /foo", false, "");
+    row("check", false, "upgrade-status 2; start check");
+    row("size 2", false, "upgrade-status 4; start isolated size; start size");
 }
 
 void TstOsUpdateControl::downloadGivesWay()
 {
-    QFETCH(const Request, request);
+    QFETCH(const QString, request);
     QFETCH(const bool, interrupts);
     QFETCH(const QString, started);
+    const QTemporaryDir folder;
+    qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path()));
+    QVERIFY(QDir(folder.path()).mkdir(text("applications")));
+    for (const char *name : {"a.desktop", "applications/a.desktop"})
+        QVERIFY(QFile(folder.filePath(text(name))).open(QIODevice::WriteOnly));
 
-    download();
-    if (request)
-        request(m_handler.get());
-    else
-        Q_EMIT m_manager->packageManagerForeignRequested();
-    QCOMPARE(m_journal->entries.count(text("cancel download")), interrupts ? 1 : 0);
-    if (interrupts)
-        Q_EMIT m_manager->packageManagerForeignRequested();
+    play(text("download 2, linger download, ")
+         + QString(request).replace(text("%1"), folder.path()));
     QCOMPARE(m_journal->entries.count(text("cancel download")), interrupts ? 1 : 0);
     QVERIFY(!m_journal->entries.contains(text("start list")));
 
     // The interrupted download ends in a failure that reaches nobody.
     m_journal->entries.clear();
-    if (interrupts)
-        QTest::ignoreMessage(QtDebugMsg, "OS update download was interrupted.");
-    Q_EMIT find("download")->failure(text("cancelled"));
+    play(text("cancelled download"));
     QCOMPARE(m_journal->take().isEmpty(), interrupts);
-    find("isolated download")->finish();
+    play(text("end isolated download"));
     QCOMPARE(m_journal->take(), started);
     QCOMPARE(m_handler->isBusy(), interrupts || !started.isEmpty());
     QCOMPARE(m_handler->upgradeProgress(), interrupts ? 1 : 0);
 }
 
-void TstOsUpdateControl::downloadResumes()
-{
-    download();
-    Q_EMIT find("download")->progress(40);
-    m_handler->uninstall(text("foo"), false);
-    find("isolated download")->finish();
-    m_journal->entries.clear();
-
-    Q_EMIT m_manager->packageManagerIdle();
-    QCOMPARE(m_journal->take(), QString()); // the removal runs
-    find("remove foo")->finish();
-    QVERIFY(m_handler->isBusy());
-    Q_EMIT m_manager->packageManagerIdle();
-    QCOMPARE(m_journal->take(),
-             text("upgrade-progress 1; isolate download version=3.4.0.7 restore=yes ; "
-                  "start isolated download; start download"));
-    // It may be interrupted again, and an idle daemon finds nothing more to resume.
-    find("download")->endsOnCancel = false;
-    Q_EMIT m_manager->packageManagerForeignRequested();
-    QVERIFY(m_journal->take().contains(text("cancel download")));
-    find("isolated download")->finish();
-    Q_EMIT m_manager->packageManagerIdle();
-    find("download")->succeed();
-    m_journal->entries.clear();
-    Q_EMIT m_manager->packageManagerIdle();
-    QCOMPARE(m_journal->take(), QString());
-    QVERIFY(!m_handler->isBusy());
-}
-
 void TstOsUpdateControl::abortedDownloadEndsTwice()
 {
     // An isolation without anything to restore tells its end once more behind its failure.
-    const MissingRepositoriesText translation;
-    download();
-    m_handler->packageFiles(text("a"));
-    m_handler->packageFiles(text("b"));
+    play(text("download 2, files a, files b"));
     m_journal->entries.clear();
     const QPointer<ScriptedTransaction> dropped = find("files b");
     ScriptedTransaction *isolated = find("isolated download");
     Q_EMIT isolated->finished();
     Q_EMIT isolated->failure(text("store"));
     Q_EMIT isolated->finished();
-    QCOMPARE(m_journal->take(), text("start files a; error missing: store"));
+    QCOMPARE(m_journal->take(),
+             text("start files a; error orvik-store-no-error_repositories_missing"));
     QVERIFY(!m_handler->isBusy());
     // What had begun meanwhile is nobody's job any more.
     find("files a")->succeed();
     QCOMPARE(m_journal->take(), text("files  "));
     QVERIFY(dropped && !dropped->isStarted);
-}
-
-void TstOsUpdateControl::onlyDownloadsGiveWay()
-{
-    m_handler->setUpgradeProgress(100); // a mark, which nobody hears of
-    QCOMPARE(m_handler->upgradeProgress(), 100);
-    QCOMPARE(m_journal->take(), QString());
-    m_handler->installOsUpdate(version);
-    m_handler->refreshPackages();
-    Q_EMIT m_manager->packageManagerForeignRequested();
-    QVERIFY(!m_journal->take().contains(text("cancel")));
 }
 
 QTEST_GUILESS_MAIN(TstOsUpdateControl)

@@ -7,16 +7,16 @@
 
 namespace {
 
-const QString daemonService = QStringLiteral("org.freedesktop.PackageKit");
-const QString controlService = QStringLiteral("org.kiosk.Simulator.PackageKit");
+const QString daemonService = text("org.freedesktop.PackageKit");
+const QString controlService = text("org.kiosk.Simulator.PackageKit");
 
 QString argumentText(const QJsonValue &value)
 {
     switch (value.type()) {
     case QJsonValue::Double:
-        return QStringLiteral("0x") + QString::number(qint64(value.toDouble()), 16);
+        return text("0x") + QString::number(qint64(value.toDouble()), 16);
     case QJsonValue::Bool:
-        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+        return value.toBool() ? text("true") : text("false");
     case QJsonValue::Array:
         return value.toVariant().toStringList().join(QLatin1Char(' '));
     default:
@@ -32,7 +32,7 @@ QDBusConnectionInterface *systemBus()
 } // namespace
 
 PackagePhone::PackagePhone(QObject *parent)
-    : SimulatorClient(QStringLiteral("PackageKit"), parent)
+    : SimulatorClient(text("PackageKit"), parent)
 {
     m_daemon.setProcessChannelMode(QProcess::ForwardedChannels);
 }
@@ -50,37 +50,35 @@ void PackagePhone::reset()
         systemBus()->startService(daemonService);
     if (!isRunning()) {
         m_daemon.waitForFinished();
-        m_daemon.start(qEnvironmentVariable("KIOSK_SIMULATOR_DIR")
-                           + QStringLiteral("/packagekitsim"),
+        m_daemon.start(qEnvironmentVariable("KIOSK_SIMULATOR_DIR") + text("/packagekitsim"),
                        QStringList());
     }
     QTRY_VERIFY(systemBus()->isServiceRegistered(controlService));
-    command(QStringLiteral("reset"));
+    command(text("reset"));
     QJsonObject timing;
     for (const char *step : {"download", "install", "remove", "refresh", "upgrade-download",
                              "upgrade-install", "destroy"}) {
         timing.insert(QLatin1String(step), 10);
     }
-    command(QStringLiteral("timing"), timing);
+    command(text("timing"), timing);
 }
 
 void PackagePhone::kill()
 {
     const uint pid = systemBus()->servicePid(daemonService);
     QVERIFY(pid != 0);
-    QCOMPARE(
-        QProcess::execute(QStringLiteral("kill"), {QStringLiteral("-9"), QString::number(pid)}), 0);
+    QCOMPARE(QProcess::execute(text("kill"), {text("-9"), QString::number(pid)}), 0);
     // Somebody may have the bus start another at once.
     QTRY_VERIFY(systemBus()->servicePid(daemonService).value() != pid);
 }
 
 void PackagePhone::killForGood()
 {
-    QDir services(QStringLiteral("/run/phone/services/system"));
-    const QStringList files = services.entryList({QStringLiteral("*PackageKit.service")});
+    QDir services(text("/run/phone/services/system"));
+    const QStringList files = services.entryList({text("*PackageKit.service")});
     for (const QString &file : files)
         QVERIFY(services.remove(file));
-    systemBus()->call(QStringLiteral("ReloadConfig"));
+    systemBus()->call(text("ReloadConfig"));
     kill();
 }
 
@@ -92,18 +90,13 @@ bool PackagePhone::isRunning() const
 void PackagePhone::script(const Script &faults)
 {
     for (const QJsonObject &fault : faults)
-        command(QStringLiteral("script"), fault);
-}
-
-QStringList PackagePhone::calls()
-{
-    return calls(QString());
+        command(text("script"), fault);
 }
 
 QStringList PackagePhone::calls(const QString &role)
 {
     QStringList texts;
-    const QJsonArray all = entries(QStringLiteral("call"));
+    const QJsonArray all = entries(text("call"));
     for (const QJsonValue &value : all) {
         const QJsonObject entry = value.toObject();
         const QString name = entry[QLatin1String("role")].toString();
@@ -113,7 +106,7 @@ QStringList PackagePhone::calls(const QString &role)
         const QJsonArray values = entry[QLatin1String("arguments")].toArray();
         for (const QJsonValue &argument : values)
             arguments.append(argumentText(argument));
-        texts.append(QStringLiteral("%1(%2)").arg(name, arguments.join(QLatin1String(", "))));
+        texts.append(text("%1(%2)").arg(name, arguments.join(QLatin1String(", "))));
     }
     return texts;
 }
@@ -121,8 +114,7 @@ QStringList PackagePhone::calls(const QString &role)
 QStringList PackagePhone::enabledRepositories()
 {
     QStringList ids;
-    const QJsonArray all =
-        command(QStringLiteral("state"))[QLatin1String("repositories")].toArray();
+    const QJsonArray all = command(text("state"))[QLatin1String("repositories")].toArray();
     for (const QJsonValue &value : all) {
         if (value[QLatin1String("enabled")].toBool())
             ids.append(value[QLatin1String("id")].toString());
@@ -134,7 +126,7 @@ QStringList PackagePhone::enabledRepositories()
 QStringList PackagePhone::installedPackages()
 {
     QStringList names;
-    const QJsonArray all = command(QStringLiteral("state"))[QLatin1String("installed")].toArray();
+    const QJsonArray all = command(text("state"))[QLatin1String("installed")].toArray();
     for (const QJsonValue &value : all) {
         names.append(value[QLatin1String("name")].toString() + QLatin1Char(' ')
                      + value[QLatin1String("version")].toString());
@@ -144,10 +136,10 @@ QStringList PackagePhone::installedPackages()
 
 QJsonObject canned(const char *role, std::initializer_list<QJsonValue> rows)
 {
-    return {{QStringLiteral("role"), QLatin1String(role)},
-            {QStringLiteral("canned"), true},
-            {QStringLiteral("ms"), 0},
-            {QStringLiteral("packages"), QJsonArray(rows)}};
+    return {{text("role"), QLatin1String(role)},
+            {text("canned"), true},
+            {text("ms"), 0},
+            {text("packages"), QJsonArray(rows)}};
 }
 
 QJsonValue packageRow(int info, const QString &id, const QString &summary)
@@ -166,16 +158,15 @@ QJsonObject with(QJsonObject fault, const char *key, const QJsonValue &value)
     return fault;
 }
 
-QJsonObject failing(const char *role, int error, const QString &text)
+QJsonObject failing(const char *role, int error, const char *words)
 {
-    return {{QStringLiteral("role"), QLatin1String(role)},
-            {QStringLiteral("error"), error},
-            {QStringLiteral("text"), text}};
+    return {
+        {text("role"), QLatin1String(role)}, {text("error"), error}, {text("text"), text(words)}};
 }
 
 QJsonObject ending(const char *role, int exit)
 {
-    return {{QStringLiteral("role"), QLatin1String(role)}, {QStringLiteral("exit"), exit}};
+    return {{text("role"), QLatin1String(role)}, {text("exit"), exit}};
 }
 
 QJsonObject dying(const char *role, const char *moment)

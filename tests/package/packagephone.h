@@ -1,16 +1,11 @@
 #pragma once
 
 #include "simulatorclient.h"
+#include "text.h"
 
 #include <QProcess>
 
 #include <initializer_list>
-
-/** A text from a literal, shorter than the toolkit has it. */
-[[nodiscard]] inline QString text(const char *latin)
-{
-    return QLatin1String(latin);
-}
 
 /** The phone's simulated package daemon, in the hands of one test program. */
 class PackagePhone : public SimulatorClient
@@ -34,10 +29,8 @@ public:
     /** What the daemon is to do, transaction by transaction. */
     void script(const Script &faults);
 
-    /** What the daemon was asked for since reset(), such as "Resolve(0x4, tidepool)". */
-    [[nodiscard]] QStringList calls();
-    /** Only the calls of one role. */
-    [[nodiscard]] QStringList calls(const QString &role);
+    /** What the daemon was asked for since reset(), of one role or of all: "Resolve(0x4, foo)". */
+    [[nodiscard]] QStringList calls(const QString &role = {});
 
     /** Ids of the repositories that are enabled, in alphabetical order. */
     [[nodiscard]] QStringList enabledRepositories();
@@ -57,7 +50,7 @@ private:
 /** @p fault with the field @p key. */
 [[nodiscard]] QJsonObject with(QJsonObject fault, const char *key, const QJsonValue &value);
 /** A transaction of @p role that ends in an error. */
-[[nodiscard]] QJsonObject failing(const char *role, int error, const QString &text);
+[[nodiscard]] QJsonObject failing(const char *role, int error, const char *words);
 /** A transaction of @p role that ends with @p exit and without an error. */
 [[nodiscard]] QJsonObject ending(const char *role, int exit);
 /** The daemon dies with a transaction of @p role: at the "call", "running" or at the "end". */

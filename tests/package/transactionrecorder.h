@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
+
 /** Notes what a transaction tells, in order, until it is gone. */
 class TransactionRecorder : public QObject
 {
@@ -23,17 +25,11 @@ public:
     QStringList run();
 
     /** "success", "failure <details>", "finished". */
-    [[nodiscard]] const QStringList &told() const;
-    [[nodiscard]] const QVector<int> &progress() const;
+    [[nodiscard]] const QStringList &told() const { return m_told; }
+    [[nodiscard]] const QVector<int> &progress() const { return m_progress; }
     /** The progress without values that only repeat the one before. */
     [[nodiscard]] QVector<int> progressSteps() const;
-    [[nodiscard]] bool isGone() const;
-
-private Q_SLOTS:
-    void onProgress(int value);
-    void onFailure(const QString &details);
-    void onSuccess();
-    void onFinished();
+    [[nodiscard]] bool isGone() const { return m_transaction.isNull(); }
 
 private:
     QPointer<Package::Transaction> m_transaction;
@@ -46,3 +42,11 @@ inline const QStringList succeeded{QStringLiteral("success"), QStringLiteral("fi
 {
     return {QLatin1String("failure ") + details, QStringLiteral("finished")};
 }
+[[nodiscard]] inline QStringList failed(const char *details)
+{
+    return failed(QString::fromUtf8(details));
+}
+
+/** Makes the transaction of a table's row. */
+using Factory = std::function<Package::Transaction *()>;
+Q_DECLARE_METATYPE(Factory)

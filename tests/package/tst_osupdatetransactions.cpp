@@ -9,12 +9,8 @@
 using namespace Package;
 
 using Script = PackagePhone::Script;
-using Sizes = QVector<qint64>;
 
 namespace {
-
-const QString oldVersion = text("3.2.1-20");
-const QString newVersion = text("3.3.0-16");
 
 const QString refresh = text("RepoSetData(non-oss, refresh-now, true)");
 const QStringList checks{text("Resolve(0x200004, branwick-version)"),
@@ -23,16 +19,18 @@ const QString sizeCall =
     text("UpgradeSystem(0x2, tesk::query-size:orvik-configuration-fjord, 0x3)");
 const QString downloadCall = text("UpgradeSystem(0x2, orvik-configuration-fjord, 0x1)");
 const QString installCall = text("UpgradeSystem(0x2, orvik-configuration-fjord, 0x3)");
+const QString untouched = text("  -1 -1 -1");
 
 QJsonObject failingUpgrade(int error, const char *words, int times = 1)
 {
-    return with(failing("UpgradeSystem", error, text(words)), "times", times);
+    return with(failing("UpgradeSystem", error, words), "times", times);
 }
 
 /** The version package, as one step of a check tells it. */
-QJsonValue package(const QString &version, const char *summary = "")
+QJsonValue package(const char *version, const char *summary = "")
 {
-    return packageRow(2, text("branwick-version;%1;noarch;non-oss").arg(version), text(summary));
+    return packageRow(2, text("branwick-version;%1;noarch;non-oss").arg(text(version)),
+                      text(summary));
 }
 
 } // namespace
@@ -44,22 +42,26 @@ class TstOsUpdateTransactions : public QObject
 
 private Q_SLOTS:
     void init();
-    void check_data();
-    void check();
-    void size_data();
-    void size();
-    void upgrade_data();
-    void upgrade();
-    void upgradeProgress_data();
-    void upgradeProgress();
-    void repeatedDownloadDoesNotFallBack();
+    void run_data();
+    void run();
+    void sizeIsOfTheModelNow();
+    void progress_data();
+    void progress();
     void cancelWaitsForTheDaemon_data();
     void cancelWaitsForTheDaemon();
-    void cancelBeforeTheStart();
 
 private:
+    void checkRows() const;
+    void sizeRows() const;
+    void upgradeRows() const;
+
     PackagePhone m_phone;
     Manager::UpgradeInformation::Ptr m_info;
+    const Factory m_check = [this] { return new DistCheckTransactionPkgKit(m_info, false); };
+    const Factory m_checkAnew = [this] { return new DistCheckTransactionPkgKit(m_info, true); };
+    const Factory m_size = [this] { return new OsUpdateSizeTransactionPkgKit(m_info); };
+    const Factory m_download = [] { return new DistUpgradeTransactionPkgKit(true); };
+    const Factory m_install = [] { return new DistUpgradeTransactionPkgKit(false); };
 };
 
 void TstOsUpdateTransactions::init()
@@ -68,173 +70,159 @@ void TstOsUpdateTransactions::init()
     m_info = Manager::UpgradeInformation::Ptr::create();
 }
 
-void TstOsUpdateTransactions::check_data()
+void TstOsUpdateTransactions::run_data()
 {
+    QTest::addColumn<Factory>("factory");
     QTest::addColumn<Script>("script");
     QTest::addColumn<QStringList>("told");
-    QTest::addColumn<QStringList>("calls"); // which begin with a refresh where one is wanted
-    QTest::addColumn<QString>("information");
+    QTest::addColumn<QStringList>("calls");
+    QTest::addColumn<QString>("information"); // version, summary and the sizes
 
-    const QJsonObject installed = canned("Resolve", {package(oldVersion, "Old")});
-    const QJsonObject offered = canned("Resolve", {package(newVersion, "New")});
-    const QStringList withRefresh = QStringList{refresh} + checks;
-    const QStringList none{text("finished")};
-    const QString old = oldVersion + text(" Old");
-    const QString other = newVersion + text(" New");
-    const auto row = [](const char *name, const Script &script, const QStringList &told,
-                        const QStringList &calls, const QString &information) {
-        QTest::newRow(name) << script << told << calls << information;
-    };
-    row("another version", {installed, offered}, succeeded, checks, other);
-    row("with a refresh", {installed, offered, cannedRest()}, succeeded, withRefresh, other);
-    row("the same version ends without a word",
-        {installed, canned("Resolve", {package(oldVersion)})}, none, checks,
-        oldVersion + text(" "));
-    row("one other among several is enough",
-        {installed, canned("Resolve", {package(newVersion), package(oldVersion)})}, succeeded,
-        checks, oldVersion + text(" "));
-    row("nothing offered leaves what is installed", {installed, cannedRest()}, none, checks, old);
-    row("nothing installed: anything is new", {canned("Resolve"), offered}, succeeded, checks,
-        other);
-    row("exits don't count",
-        {ending("RepoSetData", 2), with(installed, "exit", 2), with(offered, "exit", 2)}, none,
-        withRefresh, text(" "));
-    row("an error of the refresh does", {failing("RepoSetData", 10, text("offline"))},
-        failed(text("offline")), {refresh}, text(" "));
-    row("conflict in the last step", {installed, failing("Resolve", 36, text("conflict"))},
-        failed(text("conflict")), checks, old);
-    row("daemon dies", {dying("Resolve", "running")}, {}, {}, text(" "));
+    checkRows();
+    sizeRows();
+    upgradeRows();
 }
 
-void TstOsUpdateTransactions::check()
+void TstOsUpdateTransactions::checkRows() const
 {
+    const auto row = [](const char *name, const Factory &factory, const Script &script,
+                        const QStringList &told, const QStringList &calls, const char *version) {
+        QTest::addRow("check: %s", name)
+            << factory << script << told << calls << text(version) + text(" -1 -1 -1");
+    };
+    const QJsonObject installed = canned("Resolve", {package("1-20", "Old")});
+    const QJsonObject offered = canned("Resolve", {package("2-16", "New")});
+    const QStringList withRefresh = QStringList{refresh} + checks;
+    const QStringList none{text("finished")};
+    row("another version", m_check, {installed, offered}, succeeded, checks, "2-16 New");
+    row("with a refresh", m_checkAnew, {installed, offered, cannedRest()}, succeeded, withRefresh,
+        "2-16 New");
+    row("the same version ends without a word", m_check,
+        {installed, canned("Resolve", {package("1-20")})}, none, checks, "1-20 ");
+    row("one other among several is enough", m_check,
+        {installed, canned("Resolve", {package("2-16"), package("1-20")})}, succeeded, checks,
+        "1-20 ");
+    row("nothing offered leaves what is installed", m_check, {installed, cannedRest()}, none,
+        checks, "1-20 Old");
+    row("nothing installed: anything is new", m_check, {canned("Resolve"), offered}, succeeded,
+        checks, "2-16 New");
+    row("exits don't count", m_checkAnew,
+        {ending("RepoSetData", 2), with(installed, "exit", 2), with(offered, "exit", 2)}, none,
+        withRefresh, " ");
+    row("an error of the refresh does", m_checkAnew, {failing("RepoSetData", 10, "offline")},
+        failed("offline"), {refresh}, " ");
+    row("conflict in the last step", m_check, {installed, failing("Resolve", 36, "conflict")},
+        failed("conflict"), checks, "1-20 Old");
+}
+
+void TstOsUpdateTransactions::sizeRows() const
+{
+    const auto row = [this](const char *name, const QString &answer, const QString &sizes) {
+        const QStringList told = sizes.isEmpty() ? failed(answer) : succeeded;
+        QTest::addRow("size: %s", name)
+            << m_size << Script{failing("UpgradeSystem", 44, qPrintable(answer))} << told
+            << QStringList{sizeCall} << (sizes.isEmpty() ? untouched : text("  ") + sizes);
+    };
+    row("usual order", text("DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=4"), text("1 2 3"));
+    row("other order, more keys, negative",
+        text("OTHER=9;CACHED=0;REMOVE=0;INSTALL=-5;DOWNLOAD=9000000000"), text("9000000000 -5 0"));
+    row("the last of equal keys", text("DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=4;DOWNLOAD=7"),
+        text("7 2 3"));
+    const QString sizes = text("DOWNLOAD=%1;INSTALL=2;REMOVE=3%2");
+    row("broken: nothing", QString(), {});
+    row("broken: not all keys", sizes.arg(text("1"), QString()), {});
+    row("broken: an empty part", sizes.arg(text("1"), text(";CACHED=4;")), {});
+    row("broken: no value", sizes.arg(text("1"), text(";CACHED=")), {});
+    for (const char *number : {"1=1", "1.5", "0x1", "9223372036854775808"})
+        row(qPrintable(text("broken: ") + text(number)), sizes.arg(text(number), text(";CACHED=4")),
+            {});
+}
+
+void TstOsUpdateTransactions::upgradeRows() const
+{
+    const auto row = [](const char *name, const Factory &factory, const Script &script,
+                        const QStringList &told, const QString &call, int times = 1) {
+        const QStringList calls = QVector<QString>(times, call).toList();
+        QTest::newRow(name) << factory << script << told << calls << untouched;
+    };
+    row("size: a query that ends well is a failure with no words", m_size, {cannedRest()},
+        failed(QString()), sizeCall);
+    row("size: another error", m_size, {failingUpgrade(2, "offline")}, failed("offline"), sizeCall);
+    row("download: not a fifth time, and the last words count", m_download,
+        {failingUpgrade(46, "first"), failingUpgrade(10, "x", 2), failingUpgrade(2, "last"),
+         cannedRest()},
+        failed("last"), downloadCall, 4);
+    row("download: the disk is full at last", m_download,
+        {failingUpgrade(10, "x", 3), failingUpgrade(46, "no room")}, failed("disk full: no room"),
+        downloadCall, 4);
+    row("download: words of an earlier time are forgotten", m_download,
+        {failingUpgrade(46, "no room", 3), ending("UpgradeSystem", 2)}, failed(QString()),
+        downloadCall, 4);
+    row("download: cancelled by somebody, not repeated", m_download, {ending("UpgradeSystem", 3)},
+        failed("cancelled"), downloadCall);
+    row("download: refused", m_download,
+        {with(with(canned("UpgradeSystem"), "reject", text("no")), "times", 4)}, failed("no"),
+        downloadCall, 4);
+    row("install: once only", m_install, {failingUpgrade(46, "no room"), cannedRest()},
+        failed("disk full: no room"), installCall);
+}
+
+void TstOsUpdateTransactions::run()
+{
+    QFETCH(Factory, factory);
     QFETCH(Script, script);
     QFETCH(QStringList, told);
     QFETCH(QStringList, calls);
     QFETCH(QString, information);
     m_phone.script(script);
-
-    const bool refreshCache = calls.value(0) == refresh;
-    const QStringList all =
-        TransactionRecorder(new DistCheckTransactionPkgKit(m_info, refreshCache)).run();
-    // Of a death, the library tells in words of its own.
-    QCOMPARE(all, told.isEmpty() ? failed(all.first().mid(8)) : told);
-    QCOMPARE(m_info->version + QLatin1Char(' ') + m_info->summary, information);
-    if (!told.isEmpty())
-        QCOMPARE(m_phone.calls(), calls);
+    QCOMPARE(TransactionRecorder(factory()).run(), told);
+    QCOMPARE(m_phone.calls(), calls);
+    const auto &[version, summary, download, install, remove] = *m_info;
+    QCOMPARE(text("%1 %2 ").arg(version, summary)
+                 + text("%1 %2 %3").arg(download).arg(install).arg(remove),
+             information);
 }
 
-void TstOsUpdateTransactions::size_data()
+/** The download keeps to the model that was there at its first use, the size doesn't. */
+void TstOsUpdateTransactions::sizeIsOfTheModelNow()
 {
-    QTest::addColumn<QString>("details");
-    QTest::addColumn<Sizes>("sizes");
-
-    QTest::newRow("usual order") << text("DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=4")
-                                 << Sizes{1, 2, 3};
-    QTest::newRow("other order, more keys, negative")
-        << text("OTHER=9;CACHED=0;REMOVE=0;INSTALL=-5;DOWNLOAD=9000000000")
-        << Sizes{9000000000, -5, 0};
-    QTest::newRow("the last of equal keys")
-        << text("DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=4;DOWNLOAD=7") << Sizes{7, 2, 3};
-    for (const char *broken :
-         {"", "DOWNLOAD=1;INSTALL=2;REMOVE=3", "DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=4;",
-          "DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=x",
-          "DOWNLOAD=1;INSTALL=2;REMOVE=3;CACHED=", "DOWNLOAD=1=1;INSTALL=2;REMOVE=3;CACHED=4",
-          "DOWNLOAD=1.5;INSTALL=2;REMOVE=3;CACHED=4", "DOWNLOAD=0x1;INSTALL=2;REMOVE=3;CACHED=4",
-          "DOWNLOAD=9223372036854775808;INSTALL=2;REMOVE=3;CACHED=4"}) {
-        QTest::addRow("broken: \"%s\"", broken) << text(broken) << Sizes{};
-    }
+    SimulatorClient services(text("Services"));
+    m_phone.script({cannedRest()});
+    QCOMPARE(TransactionRecorder(m_download()).run(), succeeded);
+    services.command(text("rdm"), {{text("device/model"), text("Gale")}});
+    for (const Factory &factory : {m_size, m_download})
+        TransactionRecorder(factory()).run();
+    services.command(text("reset"));
+    const QString otherSize = QString(sizeCall).replace(text("fjord"), text("gale"));
+    QCOMPARE(m_phone.calls(), (QStringList{downloadCall, otherSize, downloadCall}));
 }
 
-void TstOsUpdateTransactions::size()
-{
-    QFETCH(QString, details);
-    QFETCH(Sizes, sizes);
-    m_phone.script({failing("UpgradeSystem", 44, details)});
-    const bool good = !sizes.isEmpty();
-    QCOMPARE(TransactionRecorder(new OsUpdateSizeTransactionPkgKit(m_info)).run(),
-             good ? succeeded : failed(details));
-    QCOMPARE((Sizes{m_info->downloadSize, m_info->installSize, m_info->removeSize}),
-             good ? sizes : (Sizes{-1, -1, -1}));
-    QCOMPARE(m_phone.calls(), QStringList{sizeCall});
-}
-
-void TstOsUpdateTransactions::upgrade_data()
-{
-    QTest::addColumn<Script>("script");
-    QTest::addColumn<QStringList>("told");
-    QTest::addColumn<QString>("call"); // which tells what is to be done
-    QTest::addColumn<int>("times");
-
-    const auto row = [](const char *name, const Script &script, const QStringList &told,
-                        const QString &call,
-                        int times) { QTest::newRow(name) << script << told << call << times; };
-    const auto download = [row](const char *name, const Script &script, const QStringList &told,
-                                int times = 4) { row(name, script, told, downloadCall, times); };
-    row("size: a query that ends well is a failure with no words", {cannedRest()},
-        failed(QString()), sizeCall, 1);
-    row("size: another error", {failingUpgrade(2, "offline")}, failed(text("offline")), sizeCall,
-        1);
-    download("download: at once", {cannedRest()}, succeeded, 1);
-    download("download: the fourth time", {failingUpgrade(10, "x", 3), cannedRest()}, succeeded);
-    download("download: not a fifth time, and the last words count",
-             {failingUpgrade(46, "first"), failingUpgrade(10, "x", 2), failingUpgrade(2, "last"),
-              cannedRest()},
-             failed(text("last")));
-    download("download: the disk is full at last",
-             {failingUpgrade(10, "x", 3), failingUpgrade(46, "no room")},
-             failed(text("disk full: no room")));
-    download("download: words of an earlier time are forgotten",
-             {failingUpgrade(46, "no room", 3), ending("UpgradeSystem", 2)}, failed(QString()));
-    download("download: cancelled by somebody, not repeated", {ending("UpgradeSystem", 3)},
-             failed(text("cancelled")), 1);
-    download("download: refused",
-             {with(with(canned("UpgradeSystem"), "reject", text("no")), "times", 4)},
-             failed(text("no")));
-    row("install: once only", {failingUpgrade(46, "no room"), cannedRest()},
-        failed(text("disk full: no room")), installCall, 1);
-    row("install", {cannedRest()}, succeeded, installCall, 1);
-}
-
-void TstOsUpdateTransactions::upgrade()
-{
-    QFETCH(Script, script);
-    QFETCH(QStringList, told);
-    QFETCH(QString, call);
-    QFETCH(int, times);
-    m_phone.script(script);
-
-    Transaction *transaction = nullptr;
-    if (call == sizeCall)
-        transaction = new OsUpdateSizeTransactionPkgKit(m_info);
-    else
-        transaction = new DistUpgradeTransactionPkgKit(call == downloadCall);
-    QCOMPARE(TransactionRecorder(transaction).run(), told);
-    const QStringList calls = m_phone.calls();
-    QCOMPARE(calls.count(call), times);
-    QCOMPARE(calls.size(), times);
-}
-
-void TstOsUpdateTransactions::upgradeProgress_data()
+void TstOsUpdateTransactions::progress_data()
 {
     QTest::addColumn<bool>("downloadOnly");
+    QTest::addColumn<Script>("script");
     QTest::addColumn<QVector<int>>("progress");
 
     // The daemon refreshes its metadata up to 100, then downloads from 0 on.
-    QTest::newRow("download") << true << QVector<int>{1,  2,  3,  4,  5,  6,  7,  8,  9, 10,
-                                                      19, 28, 37, 46, 55, 64, 73, 82, 91};
-    QTest::newRow("install") << false << QVector<int>{-1, 1, 10, 20, 30, 40, 50, 60, 70, 80, 90};
+    const QVector<int> download{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 19, 28, 37, 46, 55, 64, 73, 82, 91};
+    QTest::newRow("download") << true << Script{} << download;
+    QTest::newRow("a repeated download does not fall back")
+        << true << Script{with(failingUpgrade(10, "x"), "at", text("end"))} << download;
+    QTest::newRow("install") << false << Script{}
+                             << QVector<int>{-1, 1, 10, 20, 30, 40, 50, 60, 70, 80, 90};
 }
 
-void TstOsUpdateTransactions::upgradeProgress()
+void TstOsUpdateTransactions::progress()
 {
     QFETCH(bool, downloadOnly);
+    QFETCH(Script, script);
     QFETCH(QVector<int>, progress);
     m_phone.command(text("timing"),
                     {{text("upgrade-download"), 500}, {text("upgrade-install"), 500}});
+    m_phone.script(script);
     if (!downloadOnly)
-        TransactionRecorder(new DistUpgradeTransactionPkgKit(true)).run();
-    TransactionRecorder recorder(new DistUpgradeTransactionPkgKit(downloadOnly));
+        TransactionRecorder(m_download()).run();
+    TransactionRecorder recorder(downloadOnly ? m_download() : m_install());
     QCOMPARE(recorder.run(), succeeded);
     // On a busy machine a change may overtake the one before, but no other value comes.
     const QVector<int> &values = recorder.progress();
@@ -245,28 +233,18 @@ void TstOsUpdateTransactions::upgradeProgress()
     QCOMPARE(values.first(), progress.first());
 }
 
-void TstOsUpdateTransactions::repeatedDownloadDoesNotFallBack()
-{
-    m_phone.command(text("timing"), {{text("upgrade-download"), 300}});
-    m_phone.script({with(failingUpgrade(10, "x"), "at", text("end"))});
-    TransactionRecorder recorder(new DistUpgradeTransactionPkgKit(true));
-    QCOMPARE(recorder.run(), succeeded);
-    QVERIFY(recorder.progress().size() > 2);
-    QVERIFY(std::is_sorted(recorder.progress().begin(), recorder.progress().end()));
-    QCOMPARE(m_phone.calls().size(), 2);
-}
-
 void TstOsUpdateTransactions::cancelWaitsForTheDaemon_data()
 {
-    QTest::addColumn<bool>("atOnce");
+    QTest::addColumn<QString>("moment");
     QTest::addColumn<Script>("script");
     QTest::addColumn<int>("downloads");
 
-    const QJsonObject slow = with(canned("UpgradeSystem"), "ms", 30000);
-    QTest::newRow("as soon as it is told") << true << Script{slow} << 1;
-    QTest::newRow("in the middle") << false << Script{slow} << 1;
+    const Script slow{with(canned("UpgradeSystem"), "ms", 30000)};
+    QTest::newRow("not before it is started") << text("before") << Script{} << 0;
+    QTest::newRow("as soon as it is told") << text("at once") << slow << 1;
+    QTest::newRow("in the middle") << text("middle") << slow << 1;
     QTest::newRow("another end than the cancelled one begins it again")
-        << false
+        << text("middle")
         << Script{with(canned("Cancel"), "hang", true),
                   with(with(ending("UpgradeSystem", 2), "at", text("end")), "ms", 300)}
         << 2;
@@ -274,29 +252,21 @@ void TstOsUpdateTransactions::cancelWaitsForTheDaemon_data()
 
 void TstOsUpdateTransactions::cancelWaitsForTheDaemon()
 {
-    QFETCH(bool, atOnce);
+    QFETCH(QString, moment);
     QFETCH(Script, script);
     QFETCH(int, downloads);
     m_phone.script(script);
-    auto *transaction = new DistUpgradeTransactionPkgKit(true);
+    Transaction *transaction = m_download();
     TransactionRecorder recorder(transaction);
-    transaction->start();
-    if (!atOnce)
+    if (moment != text("before"))
+        transaction->start();
+    if (moment == text("middle"))
         QTRY_VERIFY(!recorder.progress().isEmpty());
     transaction->cancel();
-    QVERIFY(recorder.told().isEmpty());
+    QCOMPARE(recorder.told().isEmpty(), downloads > 0);
     QTRY_VERIFY(recorder.isGone());
-    QCOMPARE(recorder.told(), downloads == 1 ? failed(text("cancelled")) : succeeded);
+    QCOMPARE(recorder.told(), downloads < 2 ? failed("cancelled") : succeeded);
     QCOMPARE(m_phone.calls(text("UpgradeSystem")).size(), downloads);
-}
-
-void TstOsUpdateTransactions::cancelBeforeTheStart()
-{
-    auto *transaction = new DistUpgradeTransactionPkgKit(true);
-    TransactionRecorder recorder(transaction);
-    transaction->cancel();
-    QCOMPARE(recorder.told(), failed(text("cancelled")));
-    QTRY_VERIFY(recorder.isGone());
 }
 
 QTEST_GUILESS_MAIN(TstOsUpdateTransactions)

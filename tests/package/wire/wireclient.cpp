@@ -4,9 +4,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusReply>
-#include <QDeadlineTimer>
-#include <QEventLoop>
-#include <QTimer>
+#include <QTest>
 
 namespace {
 
@@ -31,12 +29,9 @@ QStringList only(const QStringList &events, const QStringList &starts)
 {
     QStringList chosen;
     for (const QString &event : events) {
-        for (const QString &start : starts) {
-            if (event.startsWith(start)) {
-                chosen.append(event);
-                break;
-            }
-        }
+        const auto begins = [&](const QString &start) { return event.startsWith(start); };
+        if (std::any_of(starts.begin(), starts.end(), begins))
+            chosen.append(event);
     }
     return chosen;
 }
@@ -63,9 +58,8 @@ WireClient::~WireClient()
 
 QString WireClient::create()
 {
-    const QDBusMessage message = QDBusMessage::createMethodCall(
-        service, daemonPath, service, QStringLiteral("CreateTransaction"));
-    const QDBusReply<QDBusObjectPath> reply = m_connection.call(message);
+    const QDBusReply<QDBusObjectPath> reply = m_connection.call(QDBusMessage::createMethodCall(
+        service, daemonPath, service, QStringLiteral("CreateTransaction")));
     return reply.value().path();
 }
 
@@ -77,28 +71,20 @@ void WireClient::call(const QString &path, const QString &method, const QVariant
     auto *watcher = new QDBusPendingCallWatcher(m_connection.asyncCall(message), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
             [this, path](QDBusPendingCallWatcher *finished) {
-                if (finished->isError()) {
-                    note(path,
-                         QStringLiteral("error %1 %2")
-                             .arg(finished->error().name(), finished->error().message()));
-                } else {
-                    note(path, QStringLiteral("reply"));
-                }
+                const QDBusError error = finished->error();
+                note(path,
+                     error.isValid()
+                         ? QStringLiteral("error %1 %2").arg(error.name(), error.message())
+                         : QStringLiteral("reply"));
                 finished->deleteLater();
             });
 }
 
-QStringList WireClient::run(const QString &method, const QVariantList &arguments, int timeout)
+QStringList WireClient::run(const QString &method, const QVariantList &arguments)
 {
     const QString path = create();
     call(path, method, arguments);
-    QDeadlineTimer deadline(timeout);
-    while (!hasEnded(path) && !deadline.hasExpired()) {
-        QEventLoop loop;
-        connect(this, &WireClient::happened, &loop, &QEventLoop::quit);
-        QTimer::singleShot(int(deadline.remainingTime()) + 1, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
+    static_cast<void>(QTest::qWaitFor([=] { return hasEnded(path); }, 30000));
     return events(path);
 }
 
@@ -112,18 +98,9 @@ bool WireClient::hasEnded(const QString &path) const
             && events.contains(QStringLiteral("reply")));
 }
 
-bool WireClient::waitFor(const QString &path, const QString &start, int timeout)
+bool WireClient::waitFor(const QString &path, const QString &start)
 {
-    QDeadlineTimer deadline(timeout);
-    while (only(events(path), {start}).isEmpty()) {
-        if (deadline.hasExpired())
-            return false;
-        QEventLoop loop;
-        connect(this, &WireClient::happened, &loop, &QEventLoop::quit);
-        QTimer::singleShot(int(deadline.remainingTime()) + 1, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
+    return QTest::qWaitFor([=] { return !only(events(path), {start}).isEmpty(); }, 30000);
 }
 
 void WireClient::onSignal(const QDBusMessage &message)
@@ -164,5 +141,4 @@ void WireClient::noteList(const QStringList &list)
 void WireClient::note(const QString &path, const QString &event)
 {
     m_events[path].append(event);
-    Q_EMIT happened();
 }

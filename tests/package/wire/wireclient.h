@@ -33,27 +33,23 @@ public:
     /**
      * Makes a transaction, calls @p method, and waits until the daemon has no more to say
      * about it, Destroy excepted where it comes long after the end.
-     * @return the events, which end early after @p timeout milliseconds.
+     * @return the events, as far as they have come after half a minute.
      */
-    QStringList run(const QString &method, const QVariantList &arguments, int timeout = 30000);
+    QStringList run(const QString &method, const QVariantList &arguments);
 
     [[nodiscard]] QStringList events(const QString &path) const { return m_events.value(path); }
 
     /** Turns the event loop until an event of @p path begins with @p start. */
-    bool waitFor(const QString &path, const QString &start, int timeout = 10000);
-
-    /** Whether run() and the like may stop waiting: the transaction has ended. */
-    [[nodiscard]] bool hasEnded(const QString &path) const;
+    [[nodiscard]] bool waitFor(const QString &path, const QString &start);
 
     [[nodiscard]] QDBusConnection connection() const { return m_connection; }
-
-Q_SIGNALS:
-    void happened();
 
 private Q_SLOTS:
     void onSignal(const QDBusMessage &message);
 
 private:
+    /** Whether the daemon has no more to say. */
+    [[nodiscard]] bool hasEnded(const QString &path) const;
     void note(const QString &path, const QString &event);
     void noteProperties(const QString &path, const QVariantMap &properties);
     void noteList(const QStringList &list);
