@@ -80,12 +80,16 @@ public:
     void sendReviewUuid(const QString &uuid);
 
 Q_SIGNALS:
-    /** One application of a list; the list's end is an invalid one with hasMore false. */
+    /**
+     * One application of a list; the list's end is an invalid one with hasMore false,
+     * which a list that failed doesn't get.
+     */
     void applicationReceived(Store::Application::ConstPtr app, bool hasMore);
     void feedReceived(Store::Feed::ConstPtr feed);
     void likeCountReceived(int count);
     /** A page has been read and a further one exists. */
     void pageReceived(Store::ResultPage page);
+    /** @param hasMore false for the last review of a page. */
     void reviewReceived(Store::Review::ConstPtr review, bool hasMore);
     void searchCompletionReceived(QStringList words);
     /** The server's uuid for a review just sent. */

@@ -77,6 +77,7 @@ const char *failureMessage(const QNetworkReply *reply, const QString &text)
 /**
  * The toolkit looks at all network interfaces every ten seconds, for systems on which no
  * service reports changes. Where the connection manager runs that would only wake the device.
+ * One short question to the bus itself tells.
  */
 QNetworkConfigurationManager *makeConfigurationManager(QObject *parent)
 {
@@ -353,9 +354,7 @@ void Server::reportFailure(const QNetworkReply *reply, const QString &text)
 void Server::logParseError(const RequestProxy &proxy, const Json &json)
 {
     // The token that the request was sent with, which may have been renewed since.
-    const QNetworkReply *reply = proxy.reply();
-    qDebug() << "Parse Error:"
-             << (reply ? withoutToken(json.errorString, reply->request()) : QString());
+    qDebug() << "Parse Error:" << withoutToken(json.errorString, proxy.reply()->request());
 }
 
 void Server::showError(const char *messageId)

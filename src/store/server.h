@@ -66,12 +66,21 @@ public:
     void setOsVersion(const QString &version);
     void setDomain(const QString &domain);
 
-    /** Starts the discovery of the API, which ends in ready() or failure(). */
+    /**
+     * Starts the discovery of the API, which ends in ready() or failure(). A schema that can't
+     * be read gives error() alone, and one without applications or categories nothing at all.
+     */
     void connectToServer();
 
-    /** Fetches the page behind @p page into the same proxy. @return false if none is due. */
+    /**
+     * Fetches the page behind @p page into the same proxy.
+     * @return false if there is none, or the proxy has been cancelled.
+     */
     bool requestNext(const ResultPage &page, RequestProxy *proxy);
 
+    // Answers by signals of this object come only to transfers that succeeded.
+
+    /** Further pages come on requestNext() only; until then, or cancel(), the proxy waits. */
     RequestProxy *requestApplications(const ItemFilter::Expression::ConstPtr &expression);
     /** The answer is the signal application(). */
     void requestApplicationData(const QString &uuid);

@@ -87,7 +87,6 @@ public:
     [[nodiscard]] QString packageNameByDesktopFile(const QString &desktopFile) const override;
 
     const MadeTransactions made = MadeTransactions::create();
-    bool makesNothing = false; // every transaction is null
     QString desktopFileOwner; // what packageNameByDesktopFile() answers
 
 private:
