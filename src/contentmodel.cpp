@@ -364,8 +364,8 @@ void ContentModel::insertInstalledApplications()
 {
     const QSet<QString> uuids = m_store->installedApplications();
     for (const QString &uuid : uuids)
-        takeApplication(m_store->application(uuid));
-    takeApplication(Store::Application::ConstPtr::create());
+        (void)takeApplication(m_store->application(uuid));
+    (void)takeApplication(Store::Application::ConstPtr::create());
 }
 
 void ContentModel::nextExpression()
@@ -457,24 +457,26 @@ void ContentModel::slotSendInvalidApplication()
 void ContentModel::slotApplicationReceived(Store::Application::ConstPtr app, bool)
 {
     // Direct calls have no sender and count while no request runs.
-    if (qobject_cast<Store::RequestProxy *>(sender()) == m_request)
-        takeApplication(app);
+    const QPointer<Store::RequestProxy> request = m_request;
+    if (qobject_cast<Store::RequestProxy *>(sender()) != request)
+        return;
+    const bool isFull = takeApplication(app);
+    if (isFull && request)
+        request->cancel();
 }
 
-void ContentModel::takeApplication(const Store::Application::ConstPtr &app)
+bool ContentModel::takeApplication(const Store::Application::ConstPtr &app)
 {
-    const QPointer<Store::RequestProxy> request = m_request;
     if (m_excludes.contains(app->uuid))
-        return;
+        return false;
     const int limit = m_limit;
     const int count = m_rows.size();
-    if (app->valid && (limit < 1 || count < limit)) {
+    const bool isTaken = app->valid && (limit < 1 || count < limit);
+    if (isTaken)
         insertApplication(app);
-        // Decided by the count before the insertion: a record without a row ends it, too.
-        if (limit >= 1 && count == limit - 1 && request)
-            request->cancel();
-    }
     m_unresolved.remove(app->packageName);
+    // Decided by the count before the insertion: a record without a row ends the list, too.
+    return isTaken && limit >= 1 && count == limit - 1;
 }
 
 void ContentModel::slotApplicationDataUpdated(QString appUuid)

@@ -177,7 +177,8 @@ private:
     /** The tree for the scope "store"; null for a top list type that isn't known. */
     [[nodiscard]] ItemFilter::Expression *storeExpression(int pageSize) const;
     void insertInstalledApplications();
-    void takeApplication(const Store::Application::ConstPtr &app);
+    /** Takes what a request or the device has brought. @return whether the list is full now. */
+    [[nodiscard]] bool takeApplication(const Store::Application::ConstPtr &app);
     void nextExpression();
     void finishExpression();
     void insertApplication(const Store::Application::ConstPtr &app);

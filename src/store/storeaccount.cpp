@@ -138,7 +138,8 @@ void StoreAccount::slotSignInResponse(QVariantMap data)
 
 void StoreAccount::slotSignInError(QString details, int errorType)
 {
-    qDebug() << Q_FUNC_INFO << errorType << withoutToken(withoutToken(details, m_accessToken), m_clientId);
+    qDebug() << Q_FUNC_INFO << errorType
+             << withoutToken(withoutToken(details, m_accessToken), m_clientId);
     if (errorType == Account::ErrorNetwork) {
         setState(AccountState::NetworkError);
     } else if (!m_forceRefresh && m_account) {
