@@ -1,10 +1,10 @@
 #include "orvikstore.h"
+#include "text.h"
 
 #include "logcapture.h"
-#include "platform/account.h"
-#include "platform/accountmanager.h"
 #include "simulatorclient.h"
 #include "storeimageprovider.h"
+#include "testaccount.h"
 
 #include <QImage>
 #include <QJSEngine>
@@ -17,26 +17,11 @@
 
 namespace {
 
-const QString checkPath = QStringLiteral("/api/v001/application/");
-const QString tokenPath = QStringLiteral("/oauth/token");
-const QString dialogCall = QStringLiteral("dialog.openConnectionNow");
-const QString icon =
-    QStringLiteral("https://api.orvik-store.example/static/icon/dicebag/86x86.png");
-const QString localIcon = QStringLiteral("image://store/static/icon/dicebag/86x86.png");
-
-/** Takes the note away that the user has to renew the credentials. */
-bool repairAccount()
-{
-    AccountManager manager;
-    Account *account =
-        manager.account(manager.providerAccountIdentifiers(QStringLiteral("orvik")).value(0));
-    if (!account)
-        return false;
-    account->setConfigurationValue(QStringLiteral("orvik-store"),
-                                   QStringLiteral("CredentialsNeedUpdate"), false);
-    account->sync();
-    return QTest::qWaitFor([account] { return account->status() == Account::StatusSynced; });
-}
+const QString checkPath = text("/api/v001/application/");
+const QString tokenPath = text("/oauth/token");
+const QString dialogCall = text("dialog.openConnectionNow");
+const QString icon = text("https://api.orvik-store.example/static/icon/dicebag/86x86.png");
+const QString localIcon = text("image://store/static/icon/dicebag/86x86.png");
 
 } // namespace
 
@@ -54,7 +39,6 @@ private Q_SLOTS:
     void cleanup();
 
     void connects();
-    void discoveryFails_data();
     void discoveryFails();
     void connectsWhenTheNetworkComes();
     void signInFails_data();
@@ -64,7 +48,6 @@ private Q_SLOTS:
     void anyFailureEndsConnecting();
     void needsNobodyBeforeItIsReady();
 
-    void recordsAreFetchedOnce_data();
     void recordsAreFetchedOnce();
     void localRecords();
     void resolvesPackages_data();
@@ -74,10 +57,8 @@ private Q_SLOTS:
     void backCovers();
     void installedApplications();
 
-    void localImages_data();
     void localImages();
     void oneFetchServesAll();
-    void failedImages_data();
     void failedImages();
     void failedImageIsNotFetchedOverAndOver();
     void cancelledCallbacks();
@@ -93,13 +74,13 @@ private:
     [[nodiscard]] bool connectStore();
     [[nodiscard]] QString resolve(const QString &packageName);
     [[nodiscard]] int requests(const QString &path);
-    void playFault(const QString &path, const QJsonObject &fault);
+    void setNetwork(bool isOnline);
     QJSValue function(const QString &name);
     [[nodiscard]] QString takeNotes();
 
     std::unique_ptr<QTemporaryDir> m_cache;
-    std::unique_ptr<SimulatorClient> m_simulator;
-    std::unique_ptr<SimulatorClient> m_services;
+    SimulatorClient m_simulator{text("Store")};
+    SimulatorClient m_services{text("Services")};
     std::unique_ptr<StoreImageProvider> m_images;
     std::unique_ptr<OrvikStore> m_store;
     std::unique_ptr<QJSEngine> m_engine;
@@ -111,11 +92,9 @@ void TstOrvikStore::init()
 {
     m_cache = std::make_unique<QTemporaryDir>();
     qputenv("XDG_CACHE_HOME", QFile::encodeName(m_cache->path()));
-    m_simulator = std::make_unique<SimulatorClient>(QStringLiteral("Store"));
-    m_services = std::make_unique<SimulatorClient>(QStringLiteral("Services"));
-    m_simulator->command(QStringLiteral("reset"));
-    m_services->command(QStringLiteral("reset"));
-    QVERIFY(repairAccount());
+    m_simulator.command("reset");
+    m_services.command(text("reset"));
+    TestAccount().repair();
     m_images = std::make_unique<StoreImageProvider>();
     m_store = std::make_unique<OrvikStore>(m_images.get(), nullptr);
     m_states.clear();
@@ -123,11 +102,9 @@ void TstOrvikStore::init()
             [this] { m_states.append(m_store->connectionState()); });
     m_engine = std::make_unique<QJSEngine>();
     QQmlEngine::setObjectOwnership(this, QQmlEngine::CppOwnership);
-    m_engine->globalObject().setProperty(QStringLiteral("test"), m_engine->newQObject(this));
-    m_engine->globalObject().setProperty(
-        QStringLiteral("store"),
-        (QQmlEngine::setObjectOwnership(m_store.get(), QQmlEngine::CppOwnership),
-         m_engine->newQObject(m_store.get())));
+    m_engine->globalObject().setProperty(text("test"), m_engine->newQObject(this));
+    QQmlEngine::setObjectOwnership(m_store.get(), QQmlEngine::CppOwnership);
+    m_engine->globalObject().setProperty(text("store"), m_engine->newQObject(m_store.get()));
     m_notes.clear();
 }
 
@@ -143,7 +120,7 @@ bool TstOrvikStore::connectStore()
     m_store->tryConnect();
     const bool connected =
         QTest::qWaitFor([this] { return m_store->connectionState() == OrvikStore::Ready; }, 20000);
-    m_simulator->clearLog();
+    m_simulator.clearLog();
     return connected;
 }
 
@@ -160,24 +137,24 @@ QString TstOrvikStore::resolve(const QString &packageName)
 /** How many requests the store has got for a path that begins so. */
 int TstOrvikStore::requests(const QString &path)
 {
-    int count = 0;
-    const QJsonArray entries = m_simulator->entries(QStringLiteral("request"));
-    for (const QJsonValue &entry : entries)
-        count += entry.toObject()[QLatin1String("path")].toString().startsWith(path) ? 1 : 0;
-    return count;
+    return m_simulator.requests(path).size();
 }
 
-void TstOrvikStore::playFault(const QString &path, const QJsonObject &fault)
+void TstOrvikStore::setNetwork(bool isOnline)
 {
-    QJsonObject arguments = fault;
-    arguments.insert(QStringLiteral("path"), path);
-    m_simulator->command(QStringLiteral("fault"), arguments);
+    QTRY_VERIFY(m_store->isOnline() || isOnline);
+    if (m_store->isOnline() == isOnline)
+        return;
+    QSignalSpy changed(m_store.get(), &OrvikStore::onlineStatusChanged);
+    m_services.command("connman", isOnline ? R"({"state": "online"})" : R"({"state": "idle"})");
+    QTRY_COMPARE(changed.size(), 1);
+    QCOMPARE(m_store->isOnline(), isOnline);
 }
 
 QJSValue TstOrvikStore::function(const QString &name)
 {
     return m_engine->evaluate(
-        QStringLiteral("(function(ok, url) { test.note('%1 ' + ok + ' ' + url); })").arg(name));
+        text("(function(ok, url) { test.note('%1 ' + ok + ' ' + url); })").arg(name));
 }
 
 void TstOrvikStore::note(const QString &entry)
@@ -207,41 +184,29 @@ void TstOrvikStore::connects()
     QCOMPARE(m_store->userData(m_store->user()).isEmpty(), false);
 
     // The top level comes in the store's order; "All" has no parent at all.
-    QCOMPARE(m_store->categories(QStringLiteral("0")).mid(0, 2),
+    QCOMPARE(m_store->categories(text("0")).mid(0, 2),
              QStringList({m_store->storeCategory(), m_store->marketPlacesCategory()}));
     QCOMPARE(m_store->categories(QString()).size(), 1);
-    QCOMPARE(m_store->categoryName(m_store->storeCategory()), QStringLiteral("Orvik essentials"));
-    QCOMPARE(m_store->categoryName(QStringLiteral("unknown")), QStringLiteral("unknown"));
+    QCOMPARE(m_store->categoryName(m_store->storeCategory()), text("Orvik essentials"));
+    QCOMPARE(m_store->categoryName(text("unknown")), text("unknown"));
 
     m_states.clear();
     m_store->tryConnect();
     QVERIFY(m_states.isEmpty());
     // What was sent before is on record by then.
-    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
-    QCOMPARE(requests(QStringLiteral("/")), 1);
-}
-
-void TstOrvikStore::discoveryFails_data()
-{
-    QTest::addColumn<QString>("path");
-
-    QTest::newRow("endpoints") << "/api/v001/?";
-    QTest::newRow("search endpoint") << "/api/search/";
-    QTest::newRow("categories") << "/api/v001/category/";
+    QVERIFY(!resolve(text("dicebag")).isEmpty());
+    QCOMPARE(requests(text("/")), 1);
 }
 
 void TstOrvikStore::discoveryFails()
 {
-    QFETCH(const QString, path);
-
-    playFault(QStringLiteral("^") + path + QStringLiteral("$"),
-              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
+    m_simulator.fault(text("/api/v001/category/"), R"({"do": "status", "status": 404})");
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::ServerError, 20000);
     QCOMPARE(m_states,
              QList<int>({OrvikStore::Authorizing, OrvikStore::Authorized, OrvikStore::Connecting,
                          OrvikStore::ServerError}));
-    m_simulator->command(QStringLiteral("clear-faults"));
+    m_simulator.command("clear-faults");
     m_states.clear();
     QVERIFY(connectStore());
     QCOMPARE(m_states, QList<int>({OrvikStore::Connecting, OrvikStore::Ready}));
@@ -249,38 +214,24 @@ void TstOrvikStore::discoveryFails()
 
 void TstOrvikStore::connectsWhenTheNetworkComes()
 {
-    QSignalSpy online(m_store.get(), &OrvikStore::onlineStatusChanged);
-    QTRY_VERIFY(m_store->isOnline());
-    const auto setNetwork = [this, &online](bool isOnline) {
-        online.clear();
-        m_services->command(QStringLiteral("connman"),
-                            {{QStringLiteral("state"),
-                              isOnline ? QStringLiteral("online") : QStringLiteral("idle")}});
-        return (!online.isEmpty() || online.wait()) && m_store->isOnline() == isOnline;
-    };
     // A network that comes finds nobody who has asked for anything.
-    QVERIFY(setNetwork(false));
-    QVERIFY(setNetwork(true));
+    QTRY_VERIFY(m_store->isOnline());
+    setNetwork(false);
+    setNetwork(true);
     QVERIFY(m_states.isEmpty());
 
-    QVERIFY(setNetwork(false));
-    m_services->clearLog();
+    setNetwork(false);
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Authorized, 20000);
-    QVERIFY(!m_services
-                 ->waitFor([](const QJsonObject &entry) {
-                     return QString::fromUtf8(QJsonDocument(entry).toJson())
-                         .contains(QLatin1String("openConnectionNow"));
-                 })
-                 .isEmpty());
+    QVERIFY(!m_services.waitForKind(dialogCall).isEmpty());
     QCOMPARE(m_states, QList<int>({OrvikStore::Authorizing, OrvikStore::Authorized}));
-    QVERIFY(setNetwork(true));
+    setNetwork(true);
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
 
     // Ready outlives the network.
     m_states.clear();
-    QVERIFY(setNetwork(false));
-    QVERIFY(setNetwork(true));
+    setNetwork(false);
+    setNetwork(true);
     QVERIFY(m_states.isEmpty());
 }
 
@@ -301,13 +252,9 @@ void TstOrvikStore::signInFails()
     QFETCH(const bool, isOnline);
 
     QTRY_VERIFY(m_store->isOnline());
-    if (!isOnline)
-        m_services->command(QStringLiteral("connman"),
-                            {{QStringLiteral("state"), QStringLiteral("idle")}});
-    QTRY_COMPARE(m_store->isOnline(), isOnline);
-    playFault(
-        tokenPath,
-        {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), status}});
+    setNetwork(isOnline);
+    m_simulator.fault(tokenPath,
+                      R"({"do": "status", "status": )" + QByteArray::number(status) + '}');
     QSignalSpy signUp(m_store.get(), &OrvikStore::signUpRequired);
     QSignalSpy accounts(m_store.get(), &OrvikStore::accountStateChanged);
     m_store->tryConnect();
@@ -315,7 +262,7 @@ void TstOrvikStore::signInFails()
     QTEST(m_store->accountState(), "account");
     QCOMPARE(m_states, QList<int>({OrvikStore::Authorizing, OrvikStore::Unauthorized}));
     QCOMPARE(accounts.size(), 2);
-    QCOMPARE(m_services->waitForKind(dialogCall, isOnline ? 0 : 10000).isEmpty(), isOnline);
+    QCOMPARE(m_services.waitForKind(dialogCall, isOnline ? 0 : 10000).isEmpty(), isOnline);
 
     // The same state is told again.
     m_states.clear();
@@ -327,7 +274,7 @@ void TstOrvikStore::signInFails()
 
 void TstOrvikStore::renewalLeavesReadyAlone()
 {
-    m_simulator->command(QStringLiteral("token"), {{QStringLiteral("expires_in"), 1}});
+    m_simulator.command("token", R"({"expires_in": 1})");
     QVERIFY(connectStore());
     const LogCapture log;
     QSignalSpy accounts(m_store.get(), &OrvikStore::accountStateChanged);
@@ -340,25 +287,23 @@ void TstOrvikStore::renewalLeavesReadyAlone()
 /** The user has to sign in again, and then the answer to an earlier question comes. */
 void TstOrvikStore::refusedDuringARenewal()
 {
-    m_simulator->command(QStringLiteral("token"), {{QStringLiteral("expires_in"), 2}});
+    m_simulator.command("token", R"({"expires_in": 2})");
     QVERIFY(connectStore());
     QTRY_COMPARE(m_store->accountState(), AccountState::SignedIn);
     // Revoked before the renewal asks, or its own token would be refused as well.
-    m_simulator->command(QStringLiteral("token"),
-                         {{QStringLiteral("expires_in"), 1000}, {QStringLiteral("revoke"), true}});
-    playFault(tokenPath,
-              {{QStringLiteral("do"), QStringLiteral("delay")}, {QStringLiteral("ms"), 500}});
+    m_simulator.command("token", R"({"expires_in": 1000, "revoke": true})");
+    m_simulator.fault(tokenPath, R"({"do": "delay", "ms": 500})");
     QTRY_COMPARE(m_store->accountState(), AccountState::SigningIn);
     const LogCapture log;
-    m_simulator->clearLog();
+    m_simulator.clearLog();
     m_states.clear();
     QSignalSpy signUp(m_store.get(), &OrvikStore::signUpRequired);
-    m_store->resolvePackage(QStringLiteral("dicebag"));
+    m_store->resolvePackage(text("dicebag"));
     QTRY_COMPARE_WITH_TIMEOUT(
         m_states, QList<int>({OrvikStore::Unauthorized, OrvikStore::Authorized}), 20000);
     QCOMPARE(signUp.size(), 1);
     QCOMPARE(LogCapture::lines("Unhandled state transition").size(), 1);
-    QCOMPARE(requests(QStringLiteral("/api/v001/?")), 0);
+    QCOMPARE(requests(text("/api/v001/?")), 0);
     m_states.clear();
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_states, QList<int>({OrvikStore::Connecting, OrvikStore::Ready}),
@@ -368,12 +313,11 @@ void TstOrvikStore::refusedDuringARenewal()
 /** Also one that has nothing to do with it; who waits for an image goes on waiting. */
 void TstOrvikStore::anyFailureEndsConnecting()
 {
-    playFault(QStringLiteral("/api/"), {{QStringLiteral("do"), QStringLiteral("hang")}});
-    playFault(QStringLiteral("/static/"),
-              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
+    m_simulator.fault(text("/api/"), R"({"do": "hang"})");
+    m_simulator.fault(text("/static/"), R"({"do": "status", "status": 404})");
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Connecting, 20000);
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("a")));
+    m_store->loadStoreImage(icon, 86, 86, function(text("a")));
     QTRY_COMPARE(m_store->connectionState(), OrvikStore::ServerError);
     QVERIFY(m_notes.isEmpty());
 }
@@ -383,65 +327,47 @@ void TstOrvikStore::needsNobodyBeforeItIsReady()
     QSignalSpy sent(m_store.get(), &OrvikStore::reviewSent);
     QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
     QSignalSpy updates(m_store.get(), &OrvikStore::osUpdateInfo);
-    m_store->resolvePackage(QStringLiteral("dicebag"));
-    m_store->selectOsUpdate(QStringLiteral("1.2.3.4"));
-    m_store->activateBackplate(QStringLiteral("moss-0417"));
-    m_store->postStoreUninstalled(QStringLiteral("uuid"));
-    m_store->postStoreInstalled(QStringLiteral("uuid"));
-    QCOMPARE(m_store->installedApplications(), QSet<QString>({QStringLiteral("uuid")}));
+    m_store->resolvePackage(text("dicebag"));
+    m_store->selectOsUpdate(text("1.2.3.4"));
+    m_store->activateBackplate(text("moss-0417"));
+    m_store->postStoreUninstalled(text("uuid"));
+    m_store->postStoreInstalled(text("uuid"));
+    QCOMPARE(m_store->installedApplications(), QSet<QString>({text("uuid")}));
     for (const char *id : {"temp-0", "temp-1"}) {
-        m_store->sendReview(QString(), QStringLiteral("uuid"), QStringLiteral("text"), QString());
+        m_store->sendReview(QString(), text("uuid"), text("text"), QString());
         QCOMPARE(sent.takeFirst().at(0).value<Store::Review::ConstPtr>()->tempUuid,
                  QString::fromUtf8(id));
     }
-    QVERIFY(!m_store->like(QStringLiteral("uuid")));
-    QVERIFY(!m_store->application(QStringLiteral("uuid"))->valid);
+    QVERIFY(!m_store->like(text("uuid")));
+    QVERIFY(!m_store->application(text("uuid"))->valid);
     QVERIFY(resolved.isEmpty());
     QVERIFY(updates.isEmpty());
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
-    const QJsonArray entries = m_simulator->entries(QStringLiteral("request"));
-    QStringList paths;
-    for (const QJsonValue &entry : entries)
-        paths.append(entry.toObject()[QLatin1String("path")].toString());
-    paths.removeAll(tokenPath);
-    QCOMPARE(paths.value(0), QStringLiteral("/api/v001/"));
-}
-
-void TstOrvikStore::recordsAreFetchedOnce_data()
-{
-    QTest::addColumn<QString>("kind");
-
-    QTest::newRow("an application") << "application";
-    QTest::newRow("a company") << "company";
-    QTest::newRow("a user") << "user";
+    QCOMPARE(m_simulator.requests(text("/api/")).at(0)[QLatin1String("path")].toString(),
+             text("/api/v001/"));
+    QCOMPARE(requests(text("/api/v001/review/")) + requests(text("/api/v001/backplate/")), 0);
 }
 
 void TstOrvikStore::recordsAreFetchedOnce()
 {
-    QFETCH(const QString, kind);
-
+    using Read = QVariantMap (OrvikStore::*)(const QString &);
     QVERIFY(connectStore());
-    const Store::Application::ConstPtr app =
-        m_store->application(resolve(QStringLiteral("dicebag")));
-    QVERIFY(app->valid);
+    const Store::Application::ConstPtr app = m_store->application(resolve(text("dicebag")));
+    const std::tuple<const char *, Read, QString> rows[] = {
+        {"/api/v001/application/", &OrvikStore::applicationData, app->uuid},
+        {"/api/v001/company/", &OrvikStore::companyData, app->company},
+        {"/api/v001/user/", &OrvikStore::userData, app->user}};
     // Another facade knows nothing of it.
     m_store = std::make_unique<OrvikStore>(m_images.get(), nullptr);
     QVERIFY(connectStore());
-    const auto read = [this, kind](const QString &uuid) {
-        if (kind == QLatin1String("application"))
-            return m_store->applicationData(uuid);
-        return kind == QLatin1String("company") ? m_store->companyData(uuid)
-                                                : m_store->userData(uuid);
-    };
-    const QString uuid = kind == QLatin1String("application") ? app->uuid
-        : kind == QLatin1String("company")                    ? app->company
-                                                              : app->user;
-    QVERIFY(!uuid.isEmpty());
-    QVERIFY(read(QString()).isEmpty());
-    QVERIFY(read(uuid).isEmpty());
-    QTRY_VERIFY(!read(uuid).isEmpty());
-    QCOMPARE(requests(QStringLiteral("/api/v001/%1/").arg(kind)), 1);
+    for (const auto &[path, read, uuid] : rows) {
+        QVERIFY(!uuid.isEmpty());
+        QVERIFY((m_store.get()->*read)(QString()).isEmpty());
+        QVERIFY((m_store.get()->*read)(uuid).isEmpty());
+        QTRY_VERIFY(!(m_store.get()->*read)(uuid).isEmpty());
+        QCOMPARE(requests(text(path)), 1);
+    }
 }
 
 void TstOrvikStore::localRecords()
@@ -450,21 +376,20 @@ void TstOrvikStore::localRecords()
     QSignalSpy updated(m_store.get(), &OrvikStore::applicationUpdated);
     QSignalSpy dataUpdated(m_store.get(), &OrvikStore::applicationDataUpdated);
     const QString uuid =
-        m_store->makeLocalApplication(QStringLiteral("name"), QStringLiteral("1.0"),
-                                      QStringLiteral("summary"), QStringLiteral("package"));
-    QCOMPARE(uuid, QStringLiteral("local-name"));
+        m_store->makeLocalApplication(text("name"), text("1.0"), text("summary"), text("package"));
+    QCOMPARE(uuid, text("local-name"));
     QCOMPARE(received.takeFirst().at(0).toString(), uuid);
-    QCOMPARE(m_store->cachedApplicationUuid(QStringLiteral("package")), uuid);
+    QCOMPARE(m_store->cachedApplicationUuid(text("package")), uuid);
     const Store::Application::ConstPtr app = m_store->application(uuid);
     QVERIFY(app->valid && !app->inStore && !app->installedOn.isValid());
-    QCOMPARE(app->icon, QStringLiteral("image://theme/icon-store-app-default"));
+    QCOMPARE(app->icon, text("image://theme/icon-store-app-default"));
 
     m_store->updateInstalledOn(uuid);
-    m_store->updateInstalledOn(QStringLiteral("unknown"));
+    m_store->updateInstalledOn(text("unknown"));
     QCOMPARE(updated.size(), 1);
     QVERIFY(!app->installedOn.isValid());
     QVERIFY(m_store->application(uuid)->installedOn.isValid());
-    QCOMPARE(m_store->application(uuid)->title, QStringLiteral("name"));
+    QCOMPARE(m_store->application(uuid)->title, text("name"));
 
     m_store->replaceApplication(app);
     QCOMPARE(dataUpdated.size(), 1);
@@ -480,7 +405,7 @@ void TstOrvikStore::resolvesPackages_data()
 
     QTest::newRow("known") << "dicebag" << true;
     QTest::newRow("unknown") << "no-such-package" << false;
-    QTest::newRow("odd") << QStringLiteral("a&b=c/../ä \"%1") << false;
+    QTest::newRow("odd") << text("a&b=c/../ä \"%1") << false;
     QTest::newRow("empty") << "" << false;
 }
 
@@ -503,7 +428,7 @@ void TstOrvikStore::resolvesPackages()
     if (!isKnown)
         return;
     // Known by now, it needs no request.
-    m_simulator->clearLog();
+    m_simulator.clearLog();
     m_store->resolvePackage(package);
     QCOMPARE(resolved.size(), 2);
     QCOMPARE(resolved[0], resolved[1]);
@@ -516,19 +441,16 @@ void TstOrvikStore::resolvingSurvivesFaults()
     QSignalSpy resolved(m_store.get(), &OrvikStore::packageResolved);
     QSignalSpy errors(m_store.get(), &OrvikStore::error);
 
-    playFault(checkPath,
-              {{QStringLiteral("do"), QStringLiteral("status")},
-               {QStringLiteral("status"), 403},
-               {QStringLiteral("times"), 1}});
-    m_store->resolvePackage(QStringLiteral("dicebag"));
+    m_simulator.fault(checkPath, R"({"do": "status", "status": 403, "times": 1})");
+    m_store->resolvePackage(text("dicebag"));
     QVERIFY(errors.wait());
     QVERIFY(resolved.isEmpty());
     QCOMPARE(m_store->connectionState(), OrvikStore::Ready);
 
     // Of an endless list the first page decides, and nobody asks for another one.
-    playFault(checkPath, {{QStringLiteral("do"), QStringLiteral("page-loop")}});
-    m_simulator->clearLog();
-    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    m_simulator.fault(checkPath, R"({"do": "page-loop"})");
+    m_simulator.clearLog();
+    QVERIFY(!resolve(text("dicebag")).isEmpty());
     QCOMPARE(resolved.size(), 1);
     QTRY_COMPARE(requests(checkPath), 1);
 }
@@ -536,36 +458,32 @@ void TstOrvikStore::resolvingSurvivesFaults()
 void TstOrvikStore::reviews()
 {
     QVERIFY(connectStore());
-    const QString app = resolve(QStringLiteral("dicebag"));
+    const QString app = resolve(text("dicebag"));
     QSignalSpy sent(m_store.get(), &OrvikStore::reviewSent);
     QSignalSpy uuids(m_store.get(), &OrvikStore::reviewUuidReceived);
-    m_store->sendReview(QString(), app, QStringLiteral("good"), QStringLiteral("1.0"));
+    m_store->sendReview(QString(), app, text("good"), text("1.0"));
     const auto review = sent.takeFirst().at(0).value<Store::Review::ConstPtr>();
     QCOMPARE(review->author, m_store->user());
     QCOMPARE(review->authorName, m_store->userName());
-    QCOMPARE(review->tempUuid, QStringLiteral("temp-0"));
+    QCOMPARE(review->tempUuid, text("temp-0"));
     QVERIFY(uuids.wait());
-    QCOMPARE(uuids[0][0].toString(), QStringLiteral("temp-0"));
+    QCOMPARE(uuids[0][0].toString(), text("temp-0"));
     const QString uuid = uuids[0][1].toString();
     QVERIFY(!uuid.isEmpty());
 
-    m_store->sendReview(uuid, app, QStringLiteral("better"), QStringLiteral("1.0"));
+    m_store->sendReview(uuid, app, text("better"), text("1.0"));
     QCOMPARE(sent.takeFirst().at(0).value<Store::Review::ConstPtr>()->tempUuid, QString());
-    QVERIFY(!m_simulator
-                 ->waitFor([](const QJsonObject &entry) {
-                     return entry[QLatin1String("method")] == QLatin1String("PUT");
-                 })
-                 .isEmpty());
-    m_store->sendReview(QString(), app, QStringLiteral("again"), QStringLiteral("1.0"));
+    QTRY_COMPARE(requests(text("/api/v001/review/") + uuid), 1);
+    m_store->sendReview(QString(), app, text("again"), text("1.0"));
     QVERIFY(uuids.wait());
     QCOMPARE(uuids.size(), 2); // the edit had nothing to tell
-    QCOMPARE(uuids[1][0].toString(), QStringLiteral("temp-1"));
+    QCOMPARE(uuids[1][0].toString(), text("temp-1"));
 }
 
 void TstOrvikStore::backCovers()
 {
     QVERIFY(connectStore());
-    const QString cover = QStringLiteral("moss-0417");
+    const QString cover = text("moss-0417");
     QSignalSpy received(m_store.get(), &OrvikStore::backplateActivationReceived);
     QSignalSpy errors(m_store.get(), &OrvikStore::error);
     m_store->activateBackplate(cover);
@@ -573,131 +491,98 @@ void TstOrvikStore::backCovers()
     m_store->activateBackplate(cover);
     QCOMPARE(received.size(), 2);
     QCOMPARE(received[0], received[1]);
-    QCOMPARE(requests(QStringLiteral("/api/v001/backplate/")), 1);
-    m_store->activateBackplate(QStringLiteral("no-such-cover"));
+    QCOMPARE(requests(text("/api/v001/backplate/")), 1);
+    m_store->activateBackplate(text("no-such-cover"));
     QVERIFY(errors.wait());
-    QCOMPARE(errors[0][0].toString(), QStringLiteral("orvik-store-no-error_bkp_invalid"));
+    QCOMPARE(errors[0][0].toString(), text("orvik-store-no-error_bkp_invalid"));
 }
 
 void TstOrvikStore::installedApplications()
 {
-    const QJsonArray installed =
-        m_simulator
-            ->command(QStringLiteral("installed"),
-                      {{QStringLiteral("clear"), true},
-                       {QStringLiteral("push"),
-                        QJsonArray{QStringLiteral("dicebag")}}})[QLatin1String("installed")]
-            .toArray();
+    const QJsonObject installed =
+        m_simulator.command("installed", R"({"clear": true, "push": ["dicebag"]})");
     QVERIFY(connectStore());
-    const QString uuid = installed.at(0).toString();
+    const QString uuid = installed[QLatin1String("installed")][0].toString();
     QCOMPARE(m_store->installedApplications(), QSet<QString>({uuid}));
     m_store->postStoreUninstalled(uuid);
     QVERIFY(m_store->installedApplications().isEmpty());
-    QVERIFY(!m_simulator
-                 ->waitFor([&uuid](const QJsonObject &entry) {
-                     return entry[QLatin1String("method")] == QLatin1String("DELETE")
-                         && entry[QLatin1String("path")].toString().endsWith(uuid
-                                                                             + QLatin1Char('/'));
-                 })
-                 .isEmpty());
-}
-
-void TstOrvikStore::localImages_data()
-{
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("notes");
-
-    QTest::newRow("of a provider") << "image://theme/x"
-                                   << "a true image://theme/x";
-    QTest::newRow("a path") << "/tmp/x"
-                            << "a true /tmp/x";
-    QTest::newRow("a file") << "file:///tmp/x"
-                            << "a true file:///tmp/x";
-    QTest::newRow("none") << ""
-                          << "a false ";
-    QTest::newRow("an unknown set") << "scaled://none"
-                                    << "a false ";
+    QTRY_COMPARE(requests(text("/api/v001/myapplications/") + uuid), 1);
 }
 
 void TstOrvikStore::localImages()
 {
-    QFETCH(const QString, url);
-    QFETCH(const QString, notes);
-    m_store->loadStoreImage(url, 10, 10, function(QStringLiteral("a")));
-    QCOMPARE(takeNotes(), notes);
+    const std::pair<const char *, const char *> rows[] = {
+        {"image://theme/x", "a true image://theme/x"},
+        {"/tmp/x", "a true /tmp/x"},
+        {"file:///tmp/x", "a true file:///tmp/x"},
+        {"", "a false "},
+        {"scaled://none", "a false "}};
+    for (const auto &[url, notes] : rows) {
+        m_store->loadStoreImage(text(url), 10, 10, function(text("a")));
+        QCOMPARE(takeNotes(), text(notes));
+    }
 }
 
 void TstOrvikStore::oneFetchServesAll()
 {
     QVERIFY(connectStore());
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("first")));
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("second")));
+    m_store->loadStoreImage(icon, 86, 86, function(text("first")));
+    m_store->loadStoreImage(icon, 86, 86, function(text("second")));
     QVERIFY(m_notes.isEmpty());
     QTRY_COMPARE(m_notes.size(), 2);
-    QCOMPARE(takeNotes(), QStringLiteral("second true %1\nfirst true %1").arg(localIcon));
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("third")));
-    QCOMPARE(takeNotes(), QStringLiteral("third true ") + localIcon);
-    QCOMPARE(requests(QStringLiteral("/static/")), 1);
+    QCOMPARE(takeNotes(), text("second true %1\nfirst true %1").arg(localIcon));
+    m_store->loadStoreImage(icon, 86, 86, function(text("third")));
+    QCOMPARE(takeNotes(), text("third true ") + localIcon);
+    QCOMPARE(requests(text("/static/")), 1);
     QSize size;
-    QVERIFY(!m_images->requestImage(QStringLiteral("static/icon/dicebag/86x86.png"), &size, {})
-                 .isNull());
+    QVERIFY(!m_images->requestImage(text("static/icon/dicebag/86x86.png"), &size, {}).isNull());
     QCOMPARE(size, QSize(86, 86));
-}
-
-void TstOrvikStore::failedImages_data()
-{
-    QTest::addColumn<QString>("url");
-
-    QTest::newRow("in full") << icon;
-    QTest::newRow("relative to the store") << "static/icon/dicebag/86x86.png";
-    QTest::newRow("in need of encoding")
-        << "https://api.orvik-store.example/static/icon/a b ä%20.png?x=1";
 }
 
 void TstOrvikStore::failedImages()
 {
-    QFETCH(const QString, url);
-
     QVERIFY(connectStore());
-    playFault(QStringLiteral("/static/"),
-              {{QStringLiteral("do"), QStringLiteral("status")}, {QStringLiteral("status"), 404}});
-    m_store->loadStoreImage(url, 86, 86, function(QStringLiteral("a")));
-    m_store->loadStoreImage(url, 86, 86, function(QStringLiteral("b")));
-    QTRY_COMPARE(m_notes.size(), 2);
-    QVERIFY(m_notes[0].startsWith(QLatin1String("b false image://store/static/icon/")));
-    QVERIFY(m_notes[1].startsWith(QLatin1String("a false image://store/static/icon/")));
+    m_simulator.fault(text("/static/"), R"({"do": "status", "status": 404})");
+    // In full, relative to the store, in need of encoding.
+    for (const QString &url :
+         {icon, text("static/icon/dicebag/86x86.png"),
+          text("https://api.orvik-store.example/static/icon/a b ä%20.png?x=1")}) {
+        m_store->loadStoreImage(url, 86, 86, function(text("a")));
+        m_store->loadStoreImage(url, 86, 86, function(text("b")));
+        QTRY_COMPARE(m_notes.size(), 2);
+        QVERIFY(m_notes[0].startsWith(text("b false image://store/static/icon/")));
+        QVERIFY(m_notes[1].startsWith(text("a false image://store/static/icon/")));
+        m_notes.clear();
+    }
     QCOMPARE(m_store->connectionState(), OrvikStore::Ready);
 }
 
 void TstOrvikStore::failedImageIsNotFetchedOverAndOver()
 {
     QVERIFY(connectStore());
-    playFault(QStringLiteral("/static/"),
-              {{QStringLiteral("do"), QStringLiteral("status")},
-               {QStringLiteral("status"), 404},
-               {QStringLiteral("times"), 1}});
-    const QString asksAgain = QStringLiteral("(function(ok, url) { test.note('a ' + ok);"
-                                             " store.loadStoreImage('%1', 86, 86, function(ok) {"
-                                             " test.note('again ' + ok); }); })");
+    m_simulator.fault(text("/static/"), R"({"do": "status", "status": 404, "times": 1})");
+    const QString asksAgain = text("(function(ok, url) { test.note('a ' + ok);"
+                                   " store.loadStoreImage('%1', 86, 86, function(ok) {"
+                                   " test.note('again ' + ok); }); })");
     m_store->loadStoreImage(icon, 86, 86, m_engine->evaluate(asksAgain.arg(icon)));
-    QTRY_COMPARE(m_notes, QStringList(QStringLiteral("a false")));
+    QTRY_COMPARE(m_notes, QStringList(text("a false")));
     // Later on it may be asked for as if for the first time.
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("b")));
+    m_store->loadStoreImage(icon, 86, 86, function(text("b")));
     QTRY_COMPARE(m_notes.size(), 2);
-    QVERIFY(m_notes[1].startsWith(QLatin1String("b true ")));
-    QCOMPARE(requests(QStringLiteral("/static/")), 2);
+    QVERIFY(m_notes[1].startsWith(text("b true ")));
+    QCOMPARE(requests(text("/static/")), 2);
 }
 
 void TstOrvikStore::cancelledCallbacks()
 {
     QVERIFY(connectStore());
-    const QJSValue first = function(QStringLiteral("first"));
-    const QJSValue second = function(QStringLiteral("second"));
+    const QJSValue first = function(text("first"));
+    const QJSValue second = function(text("second"));
     m_store->loadStoreImage(icon, 86, 86, first);
     m_store->loadStoreImage(icon, 86, 86, second);
     m_store->cancelStoreImageCallback(first);
     QTRY_COMPARE(m_notes.size(), 1);
-    QCOMPARE(takeNotes(), QStringLiteral("second true ") + localIcon);
+    QCOMPARE(takeNotes(), text("second true ") + localIcon);
 
     // The last one's end leaves the fetch alone.
     const QString other = QString(icon).replace(QLatin1String("86x86"), QLatin1String("90x90"));
@@ -711,10 +596,10 @@ void TstOrvikStore::cancelledCallbacks()
 void TstOrvikStore::callbackOfAnEngineThatHasGone()
 {
     QVERIFY(connectStore());
-    m_store->loadStoreImage(icon, 86, 86, function(QStringLiteral("a")));
-    m_store->loadStoreImage(icon + QStringLiteral("?b"), 86, 86, function(QStringLiteral("b")));
+    m_store->loadStoreImage(icon, 86, 86, function(text("a")));
+    m_store->loadStoreImage(icon + text("?b"), 86, 86, function(text("b")));
     m_engine = std::make_unique<QJSEngine>();
-    m_store->cancelStoreImageCallback(m_engine->evaluate(QStringLiteral("(function() {})")));
+    m_store->cancelStoreImageCallback(m_engine->evaluate(text("(function() {})")));
     QTRY_VERIFY(m_images->containsImage(localIcon));
     QVERIFY(m_notes.isEmpty());
 }
@@ -722,15 +607,14 @@ void TstOrvikStore::callbackOfAnEngineThatHasGone()
 void TstOrvikStore::scaledImages()
 {
     QVERIFY(connectStore());
-    const Store::Application::ConstPtr app =
-        m_store->application(resolve(QStringLiteral("dicebag")));
+    const Store::Application::ConstPtr app = m_store->application(resolve(text("dicebag")));
     QVERIFY(app->icon.startsWith(QLatin1String("scaled://")));
     const QString url = m_store->scaledImageUrl(app->icon, 86, 86);
     QVERIFY2(url.contains(QLatin1String("/static/icon/dicebag/")), qPrintable(url));
     QCOMPARE(m_store->scaledImageUrl(url, 1, 1), url);
-    m_store->loadStoreImage(app->icon, 86, 86, function(QStringLiteral("a")));
+    m_store->loadStoreImage(app->icon, 86, 86, function(text("a")));
     QTRY_COMPARE(m_notes.size(), 1);
-    QCOMPARE(takeNotes(), QStringLiteral("a true image://store") + QUrl(url).path());
+    QCOMPARE(takeNotes(), text("a true image://store") + QUrl(url).path());
 }
 
 void TstOrvikStore::osUpdate_data()
@@ -739,10 +623,10 @@ void TstOrvikStore::osUpdate_data()
     QTest::addColumn<QString>("outcome"); // each status with its number, each offer's version
     QTest::addColumn<int>("requestCount");
 
-    const QString offered = QStringLiteral("version");
-    const QString shown = QStringLiteral("info_version");
-    const QString current = QStringLiteral("3.2.1.20");
-    const QString newer = QStringLiteral("3.4.0.7");
+    const QString offered = text("version");
+    const QString shown = text("info_version");
+    const QString current = text("3.2.1.20");
+    const QString newer = text("3.4.0.7");
     QTest::newRow("nothing on offer") << QJsonObject() << "status 2, status 1, offer ''" << 1;
     QTest::newRow("what runs already")
         << QJsonObject{{offered, current}} << "status 2, status 1, offer ''" << 1;
@@ -750,14 +634,13 @@ void TstOrvikStore::osUpdate_data()
     QTest::newRow("a newer one") << QJsonObject{{offered, newer}}
                                  << "status 2, status 1, offer '', offer '3.4.0.7', status 3" << 2;
     QTest::newRow("an older one is another one")
-        << QJsonObject{{offered, QStringLiteral("1.0.0.1")}}
+        << QJsonObject{{offered, text("1.0.0.1")}}
         << "status 2, status 1, offer '', offer '1.0.0.1', status 3" << 2;
     QTest::newRow("in the form of a package")
-        << QJsonObject{{offered, newer}, {shown, QStringLiteral("3.4.0-7.0")}}
+        << QJsonObject{{offered, newer}, {shown, text("3.4.0-7.0")}}
         << "status 2, status 1, offer '', offer '3.4.0.7', status 3" << 2;
-    QTest::newRow("without details")
-        << QJsonObject{{offered, newer}, {QStringLiteral("info"), false}}
-        << "status 2, status 1, offer ''" << 2;
+    QTest::newRow("without details") << QJsonObject{{offered, newer}, {text("info"), false}}
+                                     << "status 2, status 1, offer ''" << 2;
 }
 
 void TstOrvikStore::osUpdate()
@@ -766,26 +649,25 @@ void TstOrvikStore::osUpdate()
     QFETCH(const QString, outcome);
     QFETCH(const int, requestCount);
 
-    m_simulator->command(QStringLiteral("osupdate"), offer);
-    m_store->setOsVersion(QStringLiteral("3.2.1.20"));
+    m_simulator.command(text("osupdate"), offer);
+    m_store->setOsVersion(text("3.2.1.20"));
     QVERIFY(connectStore());
     QStringList seen;
-    connect(m_store.get(), &OrvikStore::osUpdateStatusChanged, this, [this, &seen] {
-        seen.append(QStringLiteral("status %1").arg(int(m_store->osUpdateStatus())));
-    });
+    connect(m_store.get(), &OrvikStore::osUpdateStatusChanged, this,
+            [this, &seen] { seen.append(text("status %1").arg(int(m_store->osUpdateStatus()))); });
     connect(m_store.get(), &OrvikStore::osUpdateInfo, this, [&seen](const OsInfo &info) {
-        seen.append(QStringLiteral("offer '%1'").arg(info.version));
+        seen.append(text("offer '%1'").arg(info.version));
         QVERIFY(info.lastChecked.isValid());
         QCOMPARE(info.downloadSize, info.version.isEmpty() ? 0 : -1);
         QCOMPARE(info.installSize + info.removeSize, 0);
         QCOMPARE(info.codeName.isEmpty(), info.version.isEmpty());
     });
     m_store->checkForOsUpdate();
-    QTRY_COMPARE(seen.join(QStringLiteral(", ")), outcome);
+    QTRY_COMPARE(seen.join(text(", ")), outcome);
     QTRY_COMPARE(requests(checkPath), requestCount);
     // What was on its way has come in by then.
-    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
-    QCOMPARE(seen.join(QStringLiteral(", ")), outcome);
+    QVERIFY(!resolve(text("dicebag")).isEmpty());
+    QCOMPARE(seen.join(text(", ")), outcome);
     QCOMPARE(requests(checkPath), requestCount + 1);
 }
 
@@ -793,7 +675,7 @@ void TstOrvikStore::osUpdateChecksAreNotDoubled()
 {
     QVERIFY(connectStore());
     QSignalSpy infos(m_store.get(), &OrvikStore::osUpdateInfo);
-    playFault(checkPath, {{QStringLiteral("do"), QStringLiteral("page-loop")}});
+    m_simulator.fault(checkPath, R"({"do": "page-loop"})");
     m_store->checkForOsUpdate();
     m_store->checkForOsUpdate();
     QVERIFY(infos.wait());
@@ -809,21 +691,20 @@ void TstOrvikStore::osUpdateChecksAreNotDoubled()
 void TstOrvikStore::missingDetailsBlockChecks()
 {
     QVERIFY(connectStore());
-    playFault(QStringLiteral("^.*version-checkv2-.*"),
-              {{QStringLiteral("do"), QStringLiteral("hang")}});
+    m_simulator.fault(text("^.*version-checkv2-.*"), R"({"do": "hang"})");
     m_store->checkForOsUpdate();
     QSignalSpy status(m_store.get(), &OrvikStore::osUpdateStatusChanged);
     QSignalSpy offers(m_store.get(), &OrvikStore::osUpdateInfo);
     QSignalSpy errors(m_store.get(), &OrvikStore::error);
-    m_store->selectOsUpdate(QStringLiteral("9.9.9.9"));
+    m_store->selectOsUpdate(text("9.9.9.9"));
     QVERIFY(errors.wait());
-    QCOMPARE(errors[0][0].toString(), QStringLiteral("orvik-store-no-error_os_update_info_failed"));
+    QCOMPARE(errors[0][0].toString(), text("orvik-store-no-error_os_update_info_failed"));
     QCOMPARE(offers.size(), 1);
     QCOMPARE(offers[0][0].value<OsInfo>().version, QString());
     QCOMPARE(status.size(), 1);
     QCOMPARE(m_store->osUpdateStatus(), OrvikStore::OsUpdateChecking);
     m_store->checkForOsUpdate();
-    QVERIFY(!resolve(QStringLiteral("dicebag")).isEmpty());
+    QVERIFY(!resolve(text("dicebag")).isEmpty());
     QCOMPARE(requests(checkPath), 3); // both of before and this one
     QCOMPARE(status.size(), 1);
 }

@@ -1,5 +1,6 @@
 #include "account.h"
 #include "accountmanager.h"
+#include "text.h"
 
 #include <Accounts/Account>
 #include <Accounts/Manager>
@@ -12,10 +13,10 @@
 
 namespace {
 
-const QString provider = QStringLiteral("orvik");
-const QString service = QStringLiteral("orvik-store");
-const QString flag = QStringLiteral("CredentialsNeedUpdate");
-const QString userNameKey = QStringLiteral("default_credentials_username");
+const QString provider = text("orvik");
+const QString service = text("orvik-store");
+const QString flag = text("CredentialsNeedUpdate");
+const QString userNameKey = text("default_credentials_username");
 
 /** Keeps the statuses that an account goes through. */
 class StatusRecord : public QObject
@@ -56,7 +57,7 @@ bool writeElsewhere(int identifier)
         return false;
     const StatusRecord record(account);
     QSignalSpy changed(account, &Account::statusChanged);
-    account->setConfigurationValue(service, QStringLiteral("elsewhere"), true);
+    account->setConfigurationValue(service, text("elsewhere"), true);
     account->sync();
     while (account->status() == Account::StatusSyncing && changed.wait()) { }
     return record.statuses == written;
@@ -67,7 +68,7 @@ int makeAccount()
 {
     Accounts::Manager database;
     const QScopedPointer<Accounts::Account> account(database.createAccount(provider));
-    account->setDisplayName(QStringLiteral("ada@example"));
+    account->setDisplayName(text("ada@example"));
     return account->syncAndBlock() ? int(account->id()) : 0;
 }
 
@@ -108,13 +109,13 @@ private:
 
 void TstAccount::init()
 {
-    m_identifier = runSelf(QStringLiteral("make"), 0);
+    m_identifier = runSelf(text("make"), 0);
     QVERIFY(m_identifier > 0);
 }
 
 void TstAccount::cleanup()
 {
-    QVERIFY(runSelf(QStringLiteral("remove"), m_identifier) >= 0);
+    QVERIFY(runSelf(text("remove"), m_identifier) >= 0);
 }
 
 void TstAccount::findsTheAccountsOfAProvider()
@@ -124,7 +125,7 @@ void TstAccount::findsTheAccountsOfAProvider()
     QCOMPARE(identifiers.size(), 2);
     QVERIFY(identifiers[0] < identifiers[1]);
     QCOMPARE(identifiers[1], m_identifier);
-    QVERIFY(manager.providerAccountIdentifiers(QStringLiteral("other")).isEmpty());
+    QVERIFY(manager.providerAccountIdentifiers(text("other")).isEmpty());
 
     Account *account = manager.account(m_identifier);
     QVERIFY(account);
@@ -141,11 +142,11 @@ void TstAccount::keepsSettingsOfServiceAndAccountApart()
         AccountManager manager;
         Account *account = manager.account(m_identifier);
         account->setConfigurationValue(service, flag, true);
-        account->setConfigurationValue(QString(), QStringLiteral("number"), 7);
-        account->setConfigurationValue(QStringLiteral("no-such-service"), flag, true);
+        account->setConfigurationValue(QString(), text("number"), 7);
+        account->setConfigurationValue(text("no-such-service"), flag, true);
         QVERIFY(!account->configurationValues(QString()).contains(flag));
         account->enableWithService(service);
-        account->enableWithService(QStringLiteral("no-such-service"));
+        account->enableWithService(text("no-such-service"));
         QVERIFY(!account->enabled());
         account->setEnabled(true);
         account->sync();
@@ -155,13 +156,13 @@ void TstAccount::keepsSettingsOfServiceAndAccountApart()
     Account *account = manager.account(m_identifier);
     QCOMPARE(account->status(), Account::StatusInitialized);
     QCOMPARE(account->configurationValues(service).value(flag), QVariant(true));
-    QVERIFY(!account->configurationValues(service).contains(QStringLiteral("number")));
+    QVERIFY(!account->configurationValues(service).contains(text("number")));
     QVERIFY(!account->configurationValues(QString()).contains(flag));
-    QCOMPARE(account->configurationValues(QString()).value(QStringLiteral("number")), QVariant(7));
-    QVERIFY(account->configurationValues(QStringLiteral("no-such-service")).isEmpty());
+    QCOMPARE(account->configurationValues(QString()).value(text("number")), QVariant(7));
+    QVERIFY(account->configurationValues(text("no-such-service")).isEmpty());
     QVERIFY(account->enabled());
     QVERIFY(account->isEnabledWithService(service));
-    QVERIFY(!account->isEnabledWithService(QStringLiteral("no-such-service")));
+    QVERIFY(!account->isEnabledWithService(text("no-such-service")));
 }
 
 void TstAccount::isBusyWhileItWrites()
@@ -183,17 +184,17 @@ void TstAccount::writesWhatIsSetWhileItWrites()
     QScopedPointer<AccountManager> manager(new AccountManager);
     Account *account = manager->account(m_identifier);
     const StatusRecord record(account);
-    account->setConfigurationValue(service, QStringLiteral("first"), 1);
+    account->setConfigurationValue(service, text("first"), 1);
     account->sync();
-    account->setConfigurationValue(service, QStringLiteral("second"), 2);
+    account->setConfigurationValue(service, text("second"), 2);
     account->sync();
     QTRY_COMPARE(record.statuses, written);
 
     manager.reset();
     manager.reset(new AccountManager);
     const QVariantMap values = manager->account(m_identifier)->configurationValues(service);
-    QCOMPARE(values.value(QStringLiteral("first")), QVariant(1));
-    QCOMPARE(values.value(QStringLiteral("second")), QVariant(2));
+    QCOMPARE(values.value(text("first")), QVariant(1));
+    QCOMPARE(values.value(text("second")), QVariant(2));
 }
 
 void TstAccount::mayGoWhileItWrites()
@@ -209,7 +210,7 @@ void TstAccount::mayGoWhileItWrites()
     account->sync();
     delete account;
     account = manager.account(m_identifier);
-    account->setConfigurationValue(service, QStringLiteral("later"), true);
+    account->setConfigurationValue(service, text("later"), true);
     account->sync();
     QTRY_COMPARE(account->status(), Account::StatusSynced);
 }
@@ -220,19 +221,17 @@ void TstAccount::worksWithLess_data()
     QTest::addColumn<QString>("value");
 
     QTest::newRow("without a bus")
-        << QByteArray("DBUS_SESSION_BUS_ADDRESS") << QStringLiteral("unix:path=/nowhere");
-    QTest::newRow("without GLib's main loop") << QByteArray("QT_NO_GLIB") << QStringLiteral("1");
+        << QByteArray("DBUS_SESSION_BUS_ADDRESS") << text("unix:path=/nowhere");
+    QTest::newRow("without GLib's main loop") << QByteArray("QT_NO_GLIB") << text("1");
 }
 
 void TstAccount::worksWithLess()
 {
     QFETCH(QByteArray, variable);
     QFETCH(QString, value);
-    QCOMPARE(runSelf(QStringLiteral("write"), m_identifier, variable, value), EXIT_SUCCESS);
+    QCOMPARE(runSelf(text("write"), m_identifier, variable, value), EXIT_SUCCESS);
     AccountManager manager;
-    QCOMPARE(manager.account(m_identifier)
-                 ->configurationValues(service)
-                 .value(QStringLiteral("elsewhere")),
+    QCOMPARE(manager.account(m_identifier)->configurationValues(service).value(text("elsewhere")),
              QVariant(true));
 }
 
@@ -241,13 +240,13 @@ void TstAccount::tellsOfItsRemoval()
     AccountManager manager;
     QPointer<Account> account = manager.account(m_identifier);
     const StatusRecord record(account);
-    QCOMPARE(runSelf(QStringLiteral("remove"), m_identifier), EXIT_SUCCESS);
+    QCOMPARE(runSelf(text("remove"), m_identifier), EXIT_SUCCESS);
 
     QTRY_COMPARE(record.statuses, QList<int>{Account::StatusDeleted});
     QVERIFY(!manager.account(m_identifier));
     QVERIFY(!manager.providerAccountIdentifiers(provider).contains(m_identifier));
     account->sync();
-    account->signOut(QStringLiteral("Orvik"), QStringLiteral("Orvik"));
+    account->signOut(text("Orvik"), text("Orvik"));
     QCOMPARE(account->status(), Account::StatusDeleted);
     account->deleteLater();
     QTRY_VERIFY(!account);
@@ -257,11 +256,11 @@ void TstAccount::namesItsUser()
 {
     AccountManager manager;
     Account *account = manager.account(m_identifier);
-    QCOMPARE(account->defaultCredentialsUserName(), QStringLiteral("ada@example"));
-    account->setConfigurationValue(QString(), userNameKey, QStringLiteral("ada"));
+    QCOMPARE(account->defaultCredentialsUserName(), text("ada@example"));
+    account->setConfigurationValue(QString(), userNameKey, text("ada"));
     account->sync();
     QTRY_COMPARE(account->status(), Account::StatusSynced);
-    QCOMPARE(account->defaultCredentialsUserName(), QStringLiteral("ada"));
+    QCOMPARE(account->defaultCredentialsUserName(), text("ada"));
 }
 
 int main(int argc, char *argv[])

@@ -1,4 +1,5 @@
 #include "notification.h"
+#include "text.h"
 
 #include "simulatorclient.h"
 
@@ -13,23 +14,22 @@
 
 namespace {
 
-const QString category = QStringLiteral("x-tesk.software-update");
+const QString category = text("x-tesk.software-update");
 
 void fill(Notification &notification)
 {
     notification.setCategory(category);
-    notification.setAppName(QStringLiteral("Store"));
-    notification.setSummary(QStringLiteral("2 updates"));
-    notification.setBody(QStringLiteral("Chess, Boats"));
-    notification.setPreviewSummary(QStringLiteral("Updates"));
+    notification.setAppName(text("Store"));
+    notification.setSummary(text("2 updates"));
+    notification.setBody(text("Chess, Boats"));
+    notification.setPreviewSummary(text("Updates"));
     notification.setPreviewBody(QString());
     notification.setItemCount(2);
-    notification.setRemoteDBusCallServiceName(QStringLiteral("org.teskmobile.pavilion"));
-    notification.setRemoteDBusCallObjectPath(QStringLiteral("/LauncherModel"));
-    notification.setRemoteDBusCallInterface(
-        QStringLiteral("org.teskmobile.pavilion.LauncherModel"));
-    notification.setRemoteDBusCallMethodName(QStringLiteral("updatingFinished"));
-    notification.setRemoteDBusCallArguments({QStringLiteral("chess")});
+    notification.setRemoteDBusCallServiceName(text("org.teskmobile.pavilion"));
+    notification.setRemoteDBusCallObjectPath(text("/LauncherModel"));
+    notification.setRemoteDBusCallInterface(text("org.teskmobile.pavilion.LauncherModel"));
+    notification.setRemoteDBusCallMethodName(text("updatingFinished"));
+    notification.setRemoteDBusCallArguments({text("chess")});
 }
 
 /** Publishes like the client does: the object is gone at once. */
@@ -58,7 +58,7 @@ bool runSelf(const QString &mode, const QString &busAddress = QString())
     QProcess process;
     if (!busAddress.isNull()) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
+        environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), busAddress);
         process.setProcessEnvironment(environment);
     }
     process.setProcessChannelMode(QProcess::ForwardedChannels);
@@ -91,20 +91,19 @@ private Q_SLOTS:
 private:
     [[nodiscard]] QJsonArray shown();
 
-    SimulatorClient m_services{QStringLiteral("Services")};
+    SimulatorClient m_services{text("Services")};
 };
 
 void TstNotification::init()
 {
-    m_services.command(QStringLiteral("reset"));
-    m_services.command(QStringLiteral("notifications-restart"));
+    m_services.command(text("reset"));
+    m_services.command(text("notifications-restart"));
     QVERIFY(Notification::notifications().isEmpty());
 }
 
 QJsonArray TstNotification::shown()
 {
-    return m_services.command(QStringLiteral("notifications-list"))[QLatin1String("notifications")]
-        .toArray();
+    return m_services.command(text("notifications-list"))[QLatin1String("notifications")].toArray();
 }
 
 void TstNotification::saysOnTheBusWhatItHolds()
@@ -113,22 +112,21 @@ void TstNotification::saysOnTheBusWhatItHolds()
     fill(notification);
     notification.publish();
 
-    const QJsonArray calls = m_services.entries(QStringLiteral("notification.notify"));
+    const QJsonArray calls = m_services.entries(text("notification.notify"));
     QCOMPARE(calls.size(), 1);
-    const QJsonObject hints{
-        {QStringLiteral("category"), category},
-        {QStringLiteral("x-kiosk-item-count"), 2},
-        {QStringLiteral("x-kiosk-preview"), QJsonArray{QStringLiteral("Updates"), QString()}},
-        {QStringLiteral("x-kiosk-action"),
-         QJsonArray{QStringLiteral("org.teskmobile.pavilion"), QStringLiteral("/LauncherModel"),
-                    QStringLiteral("org.teskmobile.pavilion.LauncherModel"),
-                    QStringLiteral("updatingFinished"), QJsonArray{QStringLiteral("chess")}}}};
-    const QJsonArray wanted{QStringLiteral("Store"),
+    const QJsonObject hints{{text("category"), category},
+                            {text("x-kiosk-item-count"), 2},
+                            {text("x-kiosk-preview"), QJsonArray{text("Updates"), QString()}},
+                            {text("x-kiosk-action"),
+                             QJsonArray{text("org.teskmobile.pavilion"), text("/LauncherModel"),
+                                        text("org.teskmobile.pavilion.LauncherModel"),
+                                        text("updatingFinished"), QJsonArray{text("chess")}}}};
+    const QJsonArray wanted{text("Store"),
                             0,
                             QString(),
-                            QStringLiteral("2 updates"),
-                            QStringLiteral("Chess, Boats"),
-                            QJsonArray{QStringLiteral("default"), QString()},
+                            text("2 updates"),
+                            text("Chess, Boats"),
+                            QJsonArray{text("default"), QString()},
                             hints,
                             -1};
     QCOMPARE(calls[0].toObject()[QLatin1String("arguments")].toArray(), wanted);
@@ -138,13 +136,13 @@ void TstNotification::saysOnTheBusWhatItHolds()
 void TstNotification::previewAloneIsSeenByEveryServer()
 {
     Notification notification;
-    notification.setPreviewSummary(QStringLiteral("Error"));
-    notification.setPreviewBody(QStringLiteral("No space"));
+    notification.setPreviewSummary(text("Error"));
+    notification.setPreviewBody(text("No space"));
     notification.publish();
 
     const QJsonObject seen = shown().at(0).toObject();
-    QCOMPARE(seen[QLatin1String("summary")].toString(), QStringLiteral("Error"));
-    QCOMPARE(seen[QLatin1String("body")].toString(), QStringLiteral("No space"));
+    QCOMPARE(seen[QLatin1String("summary")].toString(), text("Error"));
+    QCOMPARE(seen[QLatin1String("body")].toString(), text("No space"));
     QCOMPARE(seen[QLatin1String("appName")].toString(), QCoreApplication::applicationName());
     QCOMPARE(seen[QLatin1String("actions")].toArray(), QJsonArray());
     QVERIFY(!seen[QLatin1String("hints")].toObject().contains(QLatin1String("x-kiosk-action")));
@@ -157,34 +155,34 @@ void TstNotification::isFoundUntilClosed_data()
 {
     QTest::addColumn<QString>("by");
 
-    QTest::newRow("closed by the application") << QStringLiteral("application");
-    QTest::newRow("dismissed by the user") << QStringLiteral("user");
-    QTest::newRow("tapped by the user") << QStringLiteral("tap");
+    QTest::newRow("closed by the application") << text("application");
+    QTest::newRow("dismissed by the user") << text("user");
+    QTest::newRow("tapped by the user") << text("tap");
 }
 
 void TstNotification::isFoundUntilClosed()
 {
     QFETCH(QString, by);
-    const uint id = publishSummary(QStringLiteral("one"));
-    QVERIFY(publishSummary(QStringLiteral("other")) != id);
-    QCOMPARE(publishSummary(QStringLiteral("renewed"), id), id);
+    const uint id = publishSummary(text("one"));
+    QVERIFY(publishSummary(text("other")) != id);
+    QCOMPARE(publishSummary(text("renewed"), id), id);
     QCOMPARE(shown().size(), 2);
-    QCOMPARE(summaries(), (QStringList{QStringLiteral("other"), QStringLiteral("renewed")}));
+    QCOMPARE(summaries(), (QStringList{text("other"), text("renewed")}));
 
-    const QJsonObject arguments{{QStringLiteral("id"), int(id)}};
+    const QJsonObject arguments{{text("id"), int(id)}};
     if (by == QLatin1String("application"))
         Notification::notifications().last()->close();
     else if (by == QLatin1String("user"))
-        m_services.command(QStringLiteral("notification-close"), arguments);
+        m_services.command(text("notification-close"), arguments);
     else
-        m_services.command(QStringLiteral("notification-action"), arguments);
-    QTRY_COMPARE(summaries(), QStringList(QStringLiteral("other")));
+        m_services.command(text("notification-action"), arguments);
+    QTRY_COMPARE(summaries(), QStringList(text("other")));
     QCOMPARE(shown().size(), 1);
 }
 
 void TstNotification::isFoundByALaterProcess()
 {
-    QVERIFY(runSelf(QStringLiteral("publish")));
+    QVERIFY(runSelf(text("publish")));
 
     const auto found = Notification::notifications();
     QCOMPARE(found.size(), 1);
@@ -204,23 +202,23 @@ void TstNotification::isFoundByALaterProcess()
 
 void TstNotification::becomesVoidWithTheServer()
 {
-    const uint id = publishSummary(QStringLiteral("one"));
+    const uint id = publishSummary(text("one"));
     const auto kept = Notification::notifications();
-    m_services.command(QStringLiteral("notifications-restart"));
+    m_services.command(text("notifications-restart"));
     QVERIFY(Notification::notifications().isEmpty());
 
     // The number now belongs to another application's notification.
-    QDBusInterface server(QStringLiteral("org.freedesktop.Notifications"),
-                          QStringLiteral("/org/freedesktop/Notifications"),
-                          QStringLiteral("org.freedesktop.Notifications"));
+    QDBusInterface server(text("org.freedesktop.Notifications"),
+                          text("/org/freedesktop/Notifications"),
+                          text("org.freedesktop.Notifications"));
     const QDBusReply<uint> reply =
-        server.call(QStringLiteral("Notify"), QStringLiteral("mail"), 0U, QString(),
-                    QStringLiteral("New mail"), QString(), QStringList(), QVariantMap(), -1);
+        server.call(text("Notify"), text("mail"), 0U, QString(), text("New mail"), QString(),
+                    QStringList(), QVariantMap(), -1);
     QCOMPARE(reply.value(), id);
-    QVERIFY(publishSummary(QStringLiteral("two"), id) != id);
+    QVERIFY(publishSummary(text("two"), id) != id);
     kept[0]->close();
     QCOMPARE(shown().size(), 2);
-    QCOMPARE(summaries(), QStringList(QStringLiteral("two")));
+    QCOMPARE(summaries(), QStringList(text("two")));
 }
 
 void TstNotification::tapMakesTheRemoteCall_data()
@@ -229,13 +227,11 @@ void TstNotification::tapMakesTheRemoteCall_data()
     QTest::addColumn<QString>("action");
     QTest::addColumn<int>("calls");
 
-    const QString tap = QStringLiteral("default");
-    QTest::newRow("tapped") << QStringLiteral("this process") << tap << 1;
-    QTest::newRow("published by an earlier process")
-        << QStringLiteral("earlier process") << tap << 1;
-    QTest::newRow("another action")
-        << QStringLiteral("this process") << QStringLiteral("settings") << 0;
-    QTest::newRow("of another application") << QStringLiteral("nobody here") << tap << 0;
+    const QString tap = text("default");
+    QTest::newRow("tapped") << text("this process") << tap << 1;
+    QTest::newRow("published by an earlier process") << text("earlier process") << tap << 1;
+    QTest::newRow("another action") << text("this process") << text("settings") << 0;
+    QTest::newRow("of another application") << text("nobody here") << tap << 0;
 }
 
 void TstNotification::tapMakesTheRemoteCall()
@@ -244,39 +240,37 @@ void TstNotification::tapMakesTheRemoteCall()
     QFETCH(QString, action);
     QFETCH(int, calls);
     if (publisher == QLatin1String("this process"))
-        publishSummary(QStringLiteral("one"));
+        publishSummary(text("one"));
     else if (publisher == QLatin1String("earlier process"))
-        QVERIFY(runSelf(QStringLiteral("publish")));
+        QVERIFY(runSelf(text("publish")));
     else
-        QVERIFY(runSelf(QStringLiteral("publish-as-another")));
+        QVERIFY(runSelf(text("publish-as-another")));
     QCOMPARE(shown().size(), 1);
     static_cast<void>(Notification::notifications());
 
-    m_services.command(QStringLiteral("notification-action"),
-                       {{QStringLiteral("id"), shown()[0].toObject()[QLatin1String("id")]},
-                        {QStringLiteral("action"), action}});
+    m_services.command(
+        text("notification-action"),
+        {{text("id"), shown()[0].toObject()[QLatin1String("id")]}, {text("action"), action}});
     // A second one, whose call comes last, shows that the first has had its time.
     Notification last;
     fill(last);
-    last.setRemoteDBusCallArguments({QStringLiteral("last")});
+    last.setRemoteDBusCallArguments({text("last")});
     last.publish();
-    m_services.command(QStringLiteral("notification-action"),
-                       {{QStringLiteral("id"), int(last.replacesId())}});
+    m_services.command(text("notification-action"), {{text("id"), int(last.replacesId())}});
     const auto isLast = [](const QJsonObject &entry) {
-        return entry[QLatin1String("arguments")].toArray().contains(QStringLiteral("last"))
+        return entry[QLatin1String("arguments")].toArray().contains(text("last"))
             && entry[QLatin1String("kind")].toString()
             == QLatin1String("launcher.updatingFinished");
     };
     QVERIFY(!m_services.waitFor(isLast).isEmpty());
-    QCOMPARE(m_services.entries(QStringLiteral("launcher.updatingFinished")).size(), calls + 1);
+    QCOMPARE(m_services.entries(text("launcher.updatingFinished")).size(), calls + 1);
 }
 
 void TstNotification::isNotRecordedWhenRefused()
 {
-    m_services.command(QStringLiteral("error"),
-                       {{QStringLiteral("method"), QStringLiteral("notification.notify")}});
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Could not publish")));
-    QCOMPARE(publishSummary(QStringLiteral("one")), 0U);
+    m_services.command(text("error"), {{text("method"), text("notification.notify")}});
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(text("Could not publish")));
+    QCOMPARE(publishSummary(text("one")), 0U);
     QVERIFY(Notification::notifications().isEmpty());
 }
 
@@ -293,7 +287,7 @@ void TstNotification::survivesABrokenRecord_data()
 void TstNotification::survivesABrokenRecord()
 {
     QFETCH(int, length);
-    publishSummary(QStringLiteral("one"));
+    publishSummary(text("one"));
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
     const QStringList files =
         folder.entryList({QCoreApplication::applicationName() + QLatin1Char('*')}, QDir::Files);
@@ -308,13 +302,13 @@ void TstNotification::survivesABrokenRecord()
     file.close();
 
     QVERIFY(Notification::notifications().isEmpty());
-    publishSummary(QStringLiteral("two"));
-    QCOMPARE(summaries(), QStringList(QStringLiteral("two")));
+    publishSummary(text("two"));
+    QCOMPARE(summaries(), QStringList(text("two")));
 }
 
 void TstNotification::doesNothingWithoutABus()
 {
-    QVERIFY(runSelf(QStringLiteral("without-bus"), QStringLiteral("unix:path=/nowhere")));
+    QVERIFY(runSelf(text("without-bus"), text("unix:path=/nowhere")));
 }
 
 int main(int argc, char *argv[])
@@ -322,7 +316,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     const QString mode = QCoreApplication::arguments().value(1);
     if (mode == QLatin1String("publish-as-another"))
-        QCoreApplication::setApplicationName(QStringLiteral("another"));
+        QCoreApplication::setApplicationName(text("another"));
     if (mode.startsWith(QLatin1String("publish"))) {
         Notification notification;
         fill(notification);
@@ -330,7 +324,7 @@ int main(int argc, char *argv[])
         return notification.replacesId() > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     if (mode == QLatin1String("without-bus")) {
-        const uint id = publishSummary(QStringLiteral("one"), 5);
+        const uint id = publishSummary(text("one"), 5);
         Notification().close();
         return id == 5 && Notification::notifications().isEmpty() ? EXIT_SUCCESS : EXIT_FAILURE;
     }

@@ -5,6 +5,7 @@
 #include "mdesktopentry.h"
 #include "mgconfitem.h"
 #include "rdm.h"
+#include "text.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,9 +21,9 @@ namespace {
 // The client has constants made of such answers.
 const QString modelBeforeMain = RdmDeviceInfo::deviceModel();
 
-const QString rdmFile = QStringLiteral("/etc/rdm/rdm.ini");
-const QString keyFile = QStringLiteral("/usr/share/branwick/keys.ini");
-const QString desktopDatabase = QStringLiteral("/var/lib/PackageKit/desktop-files.db");
+const QString rdmFile = text("/etc/rdm/rdm.ini");
+const QString keyFile = text("/usr/share/branwick/keys.ini");
+const QString desktopDatabase = text("/var/lib/PackageKit/desktop-files.db");
 constexpr uid_t ordinaryUser = 1000;
 
 bool write(const QString &fileName, const QByteArray &content)
@@ -77,21 +78,20 @@ void TstPlatformFiles::init()
 
 void TstPlatformFiles::deviceConfiguration()
 {
-    QCOMPARE(modelBeforeMain, QStringLiteral("Fjord"));
-    QCOMPARE(RdmDeviceInfo::deviceModel(), QStringLiteral("Fjord"));
-    QCOMPARE(RdmDeviceInfo::deviceUid(), QStringLiteral("860012030045678"));
-    QCOMPARE(Rdm().domain(), QStringLiteral("orvik"));
+    QCOMPARE(modelBeforeMain, text("Fjord"));
+    QCOMPARE(RdmDeviceInfo::deviceModel(), text("Fjord"));
+    QCOMPARE(RdmDeviceInfo::deviceUid(), text("860012030045678"));
+    QCOMPARE(Rdm().domain(), text("orvik"));
     QCOMPARE(Rdm().deviceMode(), Rdm::DeviceModeNoIsolation);
-    QCOMPARE(Rdm().release(false), QStringLiteral("3.10")); // a text, not a number
-    QCOMPARE(Rdm().release(true), QStringLiteral("latest"));
-    QCOMPARE(RdmRepoManager::repos(false, 2),
-             (QStringList{QStringLiteral("branwick"), QStringLiteral("hotfixes")}));
-    QCOMPARE(RdmRepoManager::repos(true, 2), QStringList{QStringLiteral("testing")});
+    QCOMPARE(Rdm().release(false), text("3.10")); // a text, not a number
+    QCOMPARE(Rdm().release(true), text("latest"));
+    QCOMPARE(RdmRepoManager::repos(false, 2), (QStringList{text("branwick"), text("hotfixes")}));
+    QCOMPARE(RdmRepoManager::repos(true, 2), QStringList{text("testing")});
     QCOMPARE(RdmRepoManager::repos(false, 1), QStringList()); // an unknown filter
 
     // The service writes the file while the client runs.
     QVERIFY(write(rdmFile, "[release]\ncurrent=3.11.0\n"));
-    QCOMPARE(Rdm().release(false), QStringLiteral("3.11.0"));
+    QCOMPARE(Rdm().release(false), text("3.11.0"));
     QCOMPARE(Rdm().domain(), QString());
 
     QVERIFY(QFile::remove(rdmFile));
@@ -102,17 +102,17 @@ void TstPlatformFiles::deviceConfiguration()
 
 void TstPlatformFiles::releaseIsWrittenWhereItMay()
 {
-    Rdm().setRelease(QStringLiteral("4.0"), false);
-    QCOMPARE(Rdm().release(false), QStringLiteral("4.0"));
-    QCOMPARE(Rdm().release(true), QStringLiteral("latest"));
+    Rdm().setRelease(text("4.0"), false);
+    QCOMPARE(Rdm().release(false), text("4.0"));
+    QCOMPARE(Rdm().release(true), text("latest"));
     QCOMPARE(RdmRepoManager::repos(false, 2).size(), 2);
 
     QCOMPARE(seteuid(ordinaryUser), 0);
-    Rdm().setRelease(QStringLiteral("5.0"), false);
+    Rdm().setRelease(text("5.0"), false);
     const QString seen = Rdm().release(false);
     QCOMPARE(seteuid(0), 0);
-    QCOMPARE(seen, QStringLiteral("4.0"));
-    QCOMPARE(Rdm().release(false), QStringLiteral("4.0"));
+    QCOMPARE(seen, text("4.0"));
+    QCOMPARE(Rdm().release(false), text("4.0"));
 }
 
 void TstPlatformFiles::storedKey_data()
@@ -160,18 +160,15 @@ void TstPlatformFiles::desktopEntry_data()
     const QByteArray entry = "# an Android application\n[Desktop Entry]\nName=Chess\n"
                              "Name[de]=Schach\nComment=a\\sb\\\\c\nExec=chess \\x %U\n"
                              "X-apkd-apkfile=/data/app/org.chess.apk\n[Other]\nName=Else\n";
-    const QString apkFile = QStringLiteral("Desktop Entry/X-apkd-apkfile");
-    QTest::newRow("of its group") << entry << apkFile << true
-                                  << QStringLiteral("/data/app/org.chess.apk");
-    QTest::newRow("same key, other group")
-        << entry << QStringLiteral("Other/Name") << true << QStringLiteral("Else");
-    QTest::newRow("translated") << entry << QStringLiteral("Desktop Entry/Name[de]") << true
-                                << QStringLiteral("Schach");
-    QTest::newRow("escapes") << entry << QStringLiteral("Desktop Entry/Comment") << true
-                             << QStringLiteral("a b\\c");
+    const QString apkFile = text("Desktop Entry/X-apkd-apkfile");
+    QTest::newRow("of its group") << entry << apkFile << true << text("/data/app/org.chess.apk");
+    QTest::newRow("same key, other group") << entry << text("Other/Name") << true << text("Else");
+    QTest::newRow("translated") << entry << text("Desktop Entry/Name[de]") << true
+                                << text("Schach");
+    QTest::newRow("escapes") << entry << text("Desktop Entry/Comment") << true << text("a b\\c");
     QTest::newRow("wrong escape stays")
-        << entry << QStringLiteral("Desktop Entry/Exec") << true << QStringLiteral("chess \\x %U");
-    QTest::newRow("no group") << entry << QStringLiteral("X-apkd-apkfile") << false << QString();
+        << entry << text("Desktop Entry/Exec") << true << text("chess \\x %U");
+    QTest::newRow("no group") << entry << text("X-apkd-apkfile") << false << QString();
     QTest::newRow("breaks off in mid-file") << entry + "[no end\n" << apkFile << false << QString();
     QTest::newRow("no text at all") << QByteArray("\x7f"
                                                   "ELF\0\1\2",
@@ -187,7 +184,7 @@ void TstPlatformFiles::desktopEntry()
     QFETCH(bool, contained);
     QFETCH(QString, value);
     const QTemporaryDir folder;
-    const QString file = folder.filePath(QString::fromUtf8("Schläger.desktop"));
+    const QString file = folder.filePath(text("Schläger.desktop"));
     QVERIFY(content.isNull() || write(file, content));
 
     const MDesktopEntry entry(file);
@@ -200,18 +197,17 @@ void TstPlatformFiles::configurationValue_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("value");
 
-    const QString folder = QStringLiteral("/apps/kiosk-client/settings/");
+    const QString folder = text("/apps/kiosk-client/settings/");
     const QVariant fallback(7);
-    QTest::newRow("integer") << folder + QStringLiteral("os_update_check_method") << QVariant(2);
-    QTest::newRow("boolean") << folder + QStringLiteral("flag") << QVariant(true);
-    QTest::newRow("long") << folder + QStringLiteral("size") << QVariant(5000000000LL);
-    QTest::newRow("text") << folder + QStringLiteral("name") << QVariant(QString::fromUtf8("Ä b"));
-    QTest::newRow("list") << folder + QStringLiteral("list")
-                          << QVariant(QStringList{QStringLiteral("a"), QStringLiteral("b")});
-    QTest::newRow("type without a counterpart") << folder + QStringLiteral("odd") << fallback;
-    QTest::newRow("not set") << folder + QStringLiteral("nothing") << fallback;
+    QTest::newRow("integer") << folder + text("os_update_check_method") << QVariant(2);
+    QTest::newRow("boolean") << folder + text("flag") << QVariant(true);
+    QTest::newRow("long") << folder + text("size") << QVariant(5000000000LL);
+    QTest::newRow("text") << folder + text("name") << QVariant(text("Ä b"));
+    QTest::newRow("list") << folder + text("list") << QVariant(QStringList{text("a"), text("b")});
+    QTest::newRow("type without a counterpart") << folder + text("odd") << fallback;
+    QTest::newRow("not set") << folder + text("nothing") << fallback;
     QTest::newRow("a folder is no key") << folder << fallback;
-    QTest::newRow("not a path") << QStringLiteral("os_update_check_method") << fallback;
+    QTest::newRow("not a path") << text("os_update_check_method") << fallback;
     QTest::newRow("empty") << QString() << fallback;
 }
 
@@ -229,16 +225,15 @@ void TstPlatformFiles::configurationValueWithoutBus()
     QVERIFY(compileDconf("os_update_check_method=2\n"));
     QProcess reader;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                       QStringLiteral("unix:path=/nowhere"));
+    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nowhere"));
     reader.setProcessEnvironment(environment);
-    reader.start(QCoreApplication::applicationFilePath(), {QStringLiteral("read-setting")});
+    reader.start(QCoreApplication::applicationFilePath(), {text("read-setting")});
     QVERIFY(reader.waitForFinished());
     QCOMPARE(reader.exitCode(), 0);
     QCOMPARE(reader.readAllStandardOutput(), QByteArray("2\n"));
 
     QVERIFY(compileDconf("os_update_check_method=5\n"));
-    const MGConfItem item(QStringLiteral("/apps/kiosk-client/settings/os_update_check_method"));
+    const MGConfItem item(text("/apps/kiosk-client/settings/os_update_check_method"));
     QCOMPARE(item.value(1), QVariant(5));
     QVERIFY(compileDconf("flag=true\n"));
     QCOMPARE(item.value(1), QVariant(1));
@@ -247,33 +242,30 @@ void TstPlatformFiles::configurationValueWithoutBus()
 bool TstPlatformFiles::compileDconf(const QByteArray &settings)
 {
     const QTemporaryDir folder;
-    const QString database = QDir::homePath() + QStringLiteral("/.config/dconf/user");
+    const QString database = QDir::homePath() + text("/.config/dconf/user");
     QDir().mkpath(QFileInfo(database).path());
-    return write(folder.filePath(QStringLiteral("settings")),
-                 "[apps/kiosk-client/settings]\n" + settings)
-        && run(QStringLiteral("dconf"), {QStringLiteral("compile"), database, folder.path()}) == 0;
+    return write(folder.filePath(text("settings")), "[apps/kiosk-client/settings]\n" + settings)
+        && run(text("dconf"), {text("compile"), database, folder.path()}) == 0;
 }
 
 void TstPlatformFiles::desktopFiles()
 {
     QFile::remove(desktopDatabase);
     QDir().mkpath(QFileInfo(desktopDatabase).path());
-    QCOMPARE(run(QStringLiteral("sqlite3"), {desktopDatabase},
+    QCOMPARE(run(text("sqlite3"), {desktopDatabase},
                  "CREATE TABLE cache(filename TEXT, package TEXT, show INTEGER, md5 TEXT);"
                  "INSERT INTO cache VALUES('/a/z.desktop', 'chess', 1, '');"
                  "INSERT INTO cache VALUES('/a/a.desktop', 'chess', 0, '');"
                  "INSERT INTO cache VALUES('/a/o''x.desktop', 'o''x', 1, '');"),
              0);
 
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(QStringLiteral("chess")),
-             (QStringList{QStringLiteral("/a/z.desktop"), QStringLiteral("/a/a.desktop")}));
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(QStringLiteral("o'x")),
-             QStringList(QStringLiteral("/a/o'x.desktop")));
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(QStringLiteral("chess' OR '1'='1")),
-             QStringList());
-    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(QStringLiteral("/a/o'x.desktop")),
-             QStringLiteral("o'x"));
-    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(QStringLiteral("/a/A.desktop")), QString());
+    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")),
+             (QStringList{text("/a/z.desktop"), text("/a/a.desktop")}));
+    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("o'x")),
+             QStringList(text("/a/o'x.desktop")));
+    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess' OR '1'='1")), QStringList());
+    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/o'x.desktop")), text("o'x"));
+    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/A.desktop")), QString());
 }
 
 void TstPlatformFiles::desktopFilesOfBadDatabase_data()
@@ -292,8 +284,8 @@ void TstPlatformFiles::desktopFilesOfBadDatabase()
     QFile::remove(desktopDatabase);
     QVERIFY(content.isNull() || write(desktopDatabase, content));
 
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(QStringLiteral("chess")), QStringList());
-    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(QStringLiteral("/a/z.desktop")), QString());
+    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")), QStringList());
+    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/z.desktop")), QString());
     QCOMPARE(QFile::exists(desktopDatabase), !content.isNull());
 }
 
@@ -301,7 +293,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     if (QCoreApplication::arguments().value(1) == QLatin1String("read-setting")) {
-        const MGConfItem item(QStringLiteral("/apps/kiosk-client/settings/os_update_check_method"));
+        const MGConfItem item(text("/apps/kiosk-client/settings/os_update_check_method"));
         QTextStream(stdout) << item.value(1).toInt() << '\n';
         return 0;
     }

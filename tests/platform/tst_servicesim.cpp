@@ -1,6 +1,7 @@
 // The platform's services of the phone, seen as the client sees them.
 
 #include "simulatorclient.h"
+#include "text.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
@@ -12,8 +13,8 @@ namespace {
 
 constexpr int shortTimeout = 100; // ms
 
-const QString releaseManager = QStringLiteral("org.tesk.rdm");
-const QString releaseManagerPath = QStringLiteral("/org/tesk/rdm");
+const QString releaseManager = text("org.tesk.rdm");
+const QString releaseManagerPath = text("/org/tesk/rdm");
 
 QJsonObject named(const char *key, const QJsonValue &value)
 {
@@ -27,13 +28,13 @@ class TstServiceSim : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { m_services.command(QStringLiteral("reset")); }
+    void init() { m_services.command(text("reset")); }
     void networkIsReported();
     void methodFails_data();
     void methodFails();
 
 private:
-    SimulatorClient m_services{QStringLiteral("Services")};
+    SimulatorClient m_services{text("Services")};
 };
 
 void TstServiceSim::networkIsReported()
@@ -46,17 +47,17 @@ void TstServiceSim::networkIsReported()
     QCOMPARE(manager.defaultConfiguration().state(), QNetworkConfiguration::Active);
 
     online.clear();
-    m_services.command(QStringLiteral("connman"), named("state", QStringLiteral("idle")));
+    m_services.command(text("connman"), named("state", text("idle")));
     QTRY_COMPARE(online.count(), 1);
     QVERIFY(!manager.isOnline());
-    m_services.command(QStringLiteral("connman"), named("state", QStringLiteral("online")));
+    m_services.command(text("connman"), named("state", text("online")));
     QTRY_COMPARE(online.count(), 2);
     QVERIFY(manager.isOnline());
 
-    m_services.command(QStringLiteral("connman"), named("type", QStringLiteral("ethernet")));
+    m_services.command(text("connman"), named("type", text("ethernet")));
     QTRY_COMPARE(bearer(), QNetworkConfiguration::BearerEthernet);
     QVERIFY(manager.isOnline());
-    m_services.command(QStringLiteral("connman"), named("type", QStringLiteral("cellular")));
+    m_services.command(text("connman"), named("type", text("cellular")));
     QTRY_VERIFY(bearer() != QNetworkConfiguration::BearerEthernet);
     QVERIFY(bearer() != QNetworkConfiguration::BearerWLAN);
     QVERIFY(manager.isOnline());
@@ -68,29 +69,25 @@ void TstServiceSim::methodFails_data()
     QTest::addColumn<QJsonObject>("arguments");
     QTest::addColumn<QStringList>("outcomes"); // of three calls in a row
 
-    const QString method = QStringLiteral("rdm.updateRepos");
+    const QString method = text("rdm.updateRepos");
     const QString fine;
-    const QString lost = QStringLiteral("org.freedesktop.DBus.Error.NoReply");
-    const QString denied = QStringLiteral("org.tesk.Error.Denied");
-    QTest::newRow("error") << QStringLiteral("error")
-                           << QJsonObject{{QStringLiteral("method"), method},
-                                          {QStringLiteral("name"), denied}}
+    const QString lost = text("org.freedesktop.DBus.Error.NoReply");
+    const QString denied = text("org.tesk.Error.Denied");
+    QTest::newRow("error") << text("error")
+                           << QJsonObject{{text("method"), method}, {text("name"), denied}}
                            << QStringList{denied, denied, denied};
-    QTest::newRow("error once") << QStringLiteral("fault")
-                                << QJsonObject{{QStringLiteral("method"), method},
-                                               {QStringLiteral("error"), denied},
-                                               {QStringLiteral("times"), 1}}
+    QTest::newRow("error once") << text("fault")
+                                << QJsonObject{{text("method"), method},
+                                               {text("error"), denied},
+                                               {text("times"), 1}}
                                 << QStringList{denied, fine, fine};
     QTest::newRow("never answers")
-        << QStringLiteral("hang") << QJsonObject{{QStringLiteral("method"), method}}
-        << QStringList{lost, lost, lost};
+        << text("hang") << QJsonObject{{text("method"), method}} << QStringList{lost, lost, lost};
     QTest::newRow("answers later")
-        << QStringLiteral("hang")
-        << QJsonObject{{QStringLiteral("method"), method}, {QStringLiteral("ms"), 10}}
+        << text("hang") << QJsonObject{{text("method"), method}, {text("ms"), 10}}
         << QStringList{fine, fine, fine};
     QTest::newRow("another method")
-        << QStringLiteral("hang")
-        << QJsonObject{{QStringLiteral("method"), QStringLiteral("rdm.modifyRepo")}}
+        << text("hang") << QJsonObject{{text("method"), text("rdm.modifyRepo")}}
         << QStringList{fine, fine, fine};
 }
 
@@ -104,9 +101,9 @@ void TstServiceSim::methodFails()
     manager.setTimeout(shortTimeout);
     QStringList outcomes;
     for (int i = 0; i < 3; ++i)
-        outcomes.append(manager.call(QStringLiteral("updateRepos")).errorName());
+        outcomes.append(manager.call(text("updateRepos")).errorName());
     QTEST(outcomes, "outcomes");
-    QCOMPARE(m_services.entries(QStringLiteral("rdm.updateRepos")).size(), 3);
+    QCOMPARE(m_services.entries(text("rdm.updateRepos")).size(), 3);
 }
 
 QTEST_GUILESS_MAIN(TstServiceSim)

@@ -5,6 +5,7 @@
 #include "accountmanager.h"
 #include "signinparameters.h"
 #include "simulatorclient.h"
+#include "text.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -19,9 +20,9 @@
 
 namespace {
 
-const QString method = QStringLiteral("Orvik");
-const QString daemonName = QStringLiteral("com.google.code.AccountsSSO.SingleSignOn");
-const QString tokenPath = QStringLiteral("/oauth/token");
+const QString method = text("Orvik");
+const QString daemonName = text("com.google.code.AccountsSSO.SingleSignOn");
+const QString tokenPath = text("/oauth/token");
 constexpr int notAuthorized = 304; // of the sign-on daemon
 
 pid_t daemon()
@@ -32,7 +33,7 @@ pid_t daemon()
 /** The process in which the daemon runs the latest method, 0 if there is none. */
 pid_t methodProcess()
 {
-    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(daemon());
+    const QString children = text("/proc/%1/task/%1/children").arg(daemon());
     QFile file(children);
     if (!file.open(QIODevice::ReadOnly))
         return 0;
@@ -42,11 +43,11 @@ pid_t methodProcess()
 void signIn(Account *account, int credentialsPolicy = 0)
 {
     SignInParameters *parameters =
-        account->signInParameters(QStringLiteral("orvik-store"), QString(), QString());
-    parameters->setParameter(QStringLiteral("ClientId"), QStringLiteral("phone"));
-    parameters->setParameter(QStringLiteral("UiPolicy"), 2);
+        account->signInParameters(text("orvik-store"), QString(), QString());
+    parameters->setParameter(text("ClientId"), text("phone"));
+    parameters->setParameter(text("UiPolicy"), 2);
     if (credentialsPolicy > 0)
-        parameters->setParameter(QStringLiteral("CredentialsPolicy"), credentialsPolicy);
+        parameters->setParameter(text("CredentialsPolicy"), credentialsPolicy);
     account->signIn(method, method, parameters, QString());
 }
 
@@ -76,7 +77,7 @@ private:
     /** Makes the store hold the next request back, @p times in a row, -1 for all. */
     void hangStore(int times);
 
-    SimulatorClient m_store{QStringLiteral("Store")};
+    SimulatorClient m_store{text("Store")};
     QScopedPointer<AccountManager> m_manager;
     Account *m_account = nullptr;
     QScopedPointer<QSignalSpy> m_responses;
@@ -85,9 +86,9 @@ private:
 
 void TstSignIn::init()
 {
-    m_store.command(QStringLiteral("reset"));
+    m_store.command(text("reset"));
     m_manager.reset(new AccountManager);
-    const QList<int> identifiers = m_manager->providerAccountIdentifiers(QStringLiteral("orvik"));
+    const QList<int> identifiers = m_manager->providerAccountIdentifiers(text("orvik"));
     QCOMPARE(identifiers.size(), 1);
     m_account = m_manager->account(identifiers[0]);
     QVERIFY(m_account);
@@ -118,31 +119,30 @@ bool TstSignIn::reachStore(int requests)
 
 void TstSignIn::hangStore(int times)
 {
-    m_store.command(QStringLiteral("fault"),
-                    {{QStringLiteral("path"), tokenPath},
-                     {QStringLiteral("do"), QStringLiteral("hang")},
-                     {QStringLiteral("times"), times}});
+    m_store.command(
+        text("fault"),
+        {{text("path"), tokenPath}, {text("do"), text("hang")}, {text("times"), times}});
 }
 
 void TstSignIn::givesAToken()
 {
-    m_store.command(QStringLiteral("token"), {{QStringLiteral("expires_in"), 1234}});
+    m_store.command(text("token"), {{text("expires_in"), 1234}});
     signIn(m_account);
     QCOMPARE(m_responses->count(), 0); // never from within the call
     QTRY_COMPARE(m_responses->count(), 1);
     const QVariantMap data = m_responses->at(0).at(0).toMap();
-    QVERIFY(!data.value(QStringLiteral("AccessToken")).toString().isEmpty());
-    QCOMPARE(data.value(QStringLiteral("ExpiresIn")).toInt(), 1234);
+    QVERIFY(!data.value(text("AccessToken")).toString().isEmpty());
+    QCOMPARE(data.value(text("ExpiresIn")).toInt(), 1234);
 
     QCOMPARE(tokenRequests().size(), 1);
     const QJsonObject request = tokenRequests()[0].toObject();
-    QCOMPARE(request[QLatin1String("method")].toString(), QStringLiteral("POST"));
+    QCOMPARE(request[QLatin1String("method")].toString(), text("POST"));
     const QJsonObject body =
         QJsonDocument::fromJson(request[QLatin1String("body")].toString().toUtf8()).object();
     QCOMPARE(body,
-             (QJsonObject{{QStringLiteral("client_id"), QStringLiteral("phone")},
-                          {QStringLiteral("user"), m_account->defaultCredentialsUserName()},
-                          {QStringLiteral("refresh"), false}}));
+             (QJsonObject{{text("client_id"), text("phone")},
+                          {text("user"), m_account->defaultCredentialsUserName()},
+                          {text("refresh"), false}}));
     QCOMPARE(m_errors->count(), 0);
     QCOMPARE(m_account->status(), Account::StatusInitialized);
 }
@@ -154,7 +154,7 @@ void TstSignIn::newTokenOnlyWhenAskedFor()
         signIn(m_account, policy);
         QTRY_COMPARE(m_responses->count(), tokens.size() + 1);
         const QVariantMap data = m_responses->last().at(0).toMap();
-        tokens.append(data.value(QStringLiteral("AccessToken")).toString());
+        tokens.append(data.value(text("AccessToken")).toString());
     }
     QCOMPARE(tokens[0], tokens[1]);
     QVERIFY(tokens[1] != tokens[2]);
@@ -166,15 +166,13 @@ void TstSignIn::failsByKind_data()
     QTest::addColumn<int>("errorType");
 
     const auto fault = [](const char *kind, QJsonObject more = {}) {
-        more.insert(QStringLiteral("path"), tokenPath);
-        more.insert(QStringLiteral("do"), QString::fromLatin1(kind));
+        more.insert(text("path"), tokenPath);
+        more.insert(text("do"), QString::fromLatin1(kind));
         return more;
     };
-    const auto status = [&](int value) {
-        return fault("status", {{QStringLiteral("status"), value}});
-    };
+    const auto status = [&](int value) { return fault("status", {{text("status"), value}}); };
     const auto body = [&](const char *text) {
-        return fault("body", {{QStringLiteral("body"), QString::fromLatin1(text)}});
+        return fault("body", {{text("body"), QString::fromLatin1(text)}});
     };
     const int network = Account::ErrorNetwork;
     QTest::newRow("credentials refused") << status(401) << notAuthorized;
@@ -190,13 +188,13 @@ void TstSignIn::failsByKind_data()
 void TstSignIn::failsByKind()
 {
     QFETCH(QJsonObject, fault);
-    m_store.command(QStringLiteral("fault"), fault);
+    m_store.command(text("fault"), fault);
     signIn(m_account);
     QTRY_COMPARE(m_errors->count(), 1);
     QTEST(m_errors->at(0).at(1).toInt(), "errorType");
     QCOMPARE(m_responses->count(), 0);
 
-    m_store.command(QStringLiteral("clear-faults"));
+    m_store.command(text("clear-faults"));
     signIn(m_account);
     QTRY_COMPARE(m_responses->count(), 1);
     QCOMPARE(m_errors->count(), 1);
@@ -229,7 +227,7 @@ void TstSignIn::accidentIsTriedOnceMore()
     QCOMPARE(m_errors->count(), accidents - 1);
     if (accidents > 1)
         QCOMPARE(m_errors->at(0).at(1).toInt(), Account::ErrorNetwork);
-    m_store.command(QStringLiteral("clear-faults"));
+    m_store.command(text("clear-faults"));
     signIn(m_account);
     QTRY_COMPARE(m_responses->count(), accidents == 1 ? 2 : 1);
 }
@@ -240,7 +238,7 @@ void TstSignIn::signOutAbandons()
     signIn(m_account);
     QVERIFY(reachStore(1));
     m_account->signOut(method, method);
-    m_store.command(QStringLiteral("clear-faults"));
+    m_store.command(text("clear-faults"));
 
     // Only this second one is ever heard of.
     signIn(m_account, 1);
@@ -255,8 +253,7 @@ void TstSignIn::mayGoWhileItSignsIn()
     signIn(m_account);
     QVERIFY(reachStore(1));
     delete m_account;
-    m_account =
-        m_manager->account(m_manager->providerAccountIdentifiers(QStringLiteral("orvik"))[0]);
+    m_account = m_manager->account(m_manager->providerAccountIdentifiers(text("orvik"))[0]);
     QSignalSpy responses(m_account, &Account::signInResponse);
     signIn(m_account);
     QTRY_COMPARE(responses.count(), 1);
@@ -264,7 +261,7 @@ void TstSignIn::mayGoWhileItSignsIn()
 
 void TstSignIn::isRepeatedFromItsOwnSignal()
 {
-    m_store.command(QStringLiteral("token"), {{QStringLiteral("status"), 401}});
+    m_store.command(text("token"), {{text("status"), 401}});
     bool repeated = false;
     connect(m_account, &Account::signInError, this, [&] {
         if (!repeated)
@@ -281,11 +278,10 @@ void TstSignIn::failsForLackOfNetworkWithoutABus()
     m_manager.reset();
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                       QStringLiteral("unix:path=/nowhere"));
+    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nowhere"));
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("without-bus")});
+    process.start(QCoreApplication::applicationFilePath(), {text("without-bus")});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), Account::ErrorNetwork);
@@ -297,7 +293,7 @@ int main(int argc, char *argv[])
     if (QCoreApplication::arguments().value(1) == QLatin1String("without-bus")) {
         AccountManager manager;
         Account *account =
-            manager.account(manager.providerAccountIdentifiers(QStringLiteral("orvik")).value(0));
+            manager.account(manager.providerAccountIdentifiers(text("orvik")).value(0));
         QSignalSpy errors(account, &Account::signInError);
         signIn(account);
         return errors.wait() ? errors[0][1].toInt() : EXIT_FAILURE;

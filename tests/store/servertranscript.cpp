@@ -1,4 +1,5 @@
 #include "servertranscript.h"
+#include "text.h"
 
 #include "store/requestproxy.h"
 
@@ -18,31 +19,31 @@ QJsonValue dateValue(const QDateTime &date)
 QJsonObject object(const Store::Application::ConstPtr &app)
 {
     QJsonObject result = QJsonObject::fromVariantMap(app->toMap());
-    result.insert(QStringLiteral("valid"), app->valid);
-    result.insert(QStringLiteral("adultOnly"), app->adultOnly);
-    result.insert(QStringLiteral("fromTopList"), app->fromTopList);
+    result.insert(text("valid"), app->valid);
+    result.insert(text("adultOnly"), app->adultOnly);
+    result.insert(text("fromTopList"), app->fromTopList);
     return result;
 }
 
 QJsonObject object(const Store::Review::ConstPtr &review)
 {
     return {
-        {QStringLiteral("uuid"), review->uuid},
-        {QStringLiteral("application"), review->application},
-        {QStringLiteral("version"), review->version},
-        {QStringLiteral("author"), review->author},
-        {QStringLiteral("authorName"), review->authorName},
-        {QStringLiteral("review"), review->review},
-        {QStringLiteral("createdOn"), dateValue(review->createdOn)},
-        {QStringLiteral("updatedOn"), dateValue(review->updatedOn)},
-        {QStringLiteral("tempUuid"), review->tempUuid},
+        {text("uuid"), review->uuid},
+        {text("application"), review->application},
+        {text("version"), review->version},
+        {text("author"), review->author},
+        {text("authorName"), review->authorName},
+        {text("review"), review->review},
+        {text("createdOn"), dateValue(review->createdOn)},
+        {text("updatedOn"), dateValue(review->updatedOn)},
+        {text("tempUuid"), review->tempUuid},
     };
 }
 
 } // namespace
 
 ServerTranscript::ServerTranscript()
-    : server(QStringLiteral("fjord"))
+    : server(text("fjord"))
 {
     // What the server would send by itself goes nowhere.
     server.findChild<QNetworkAccessManager *>()->setNetworkAccessible(
@@ -60,30 +61,28 @@ RequestProxy *ServerTranscript::follow(ScriptedNetwork *network, const char *fin
     connect(proxy, SIGNAL(error()), &server, errorSlot);
     connect(proxy, &RequestProxy::applicationReceived, this,
             [this](const Store::Application::ConstPtr &app, bool hasMore) {
-                add(QStringLiteral("application"),
+                add(text("application"),
                     app->valid ? QJsonValue(object(app)) : QJsonValue(app->title));
-                add(QStringLiteral("hasMore"), hasMore);
+                add(text("hasMore"), hasMore);
             });
     connect(proxy, &RequestProxy::feedReceived, this, [this](const Store::Feed::ConstPtr &feed) {
-        add(QStringLiteral("feed"), QJsonObject::fromVariantMap(feed->toMap()));
+        add(text("feed"), QJsonObject::fromVariantMap(feed->toMap()));
     });
     connect(proxy, &RequestProxy::likeCountReceived, this,
-            [this](int count) { add(QStringLiteral("likeCount"), count); });
-    connect(proxy, &RequestProxy::pageReceived, this, [this](const Store::ResultPage &page) {
-        add(QStringLiteral("page"), page.next.toString());
-    });
+            [this](int count) { add(text("likeCount"), count); });
+    connect(proxy, &RequestProxy::pageReceived, this,
+            [this](const Store::ResultPage &page) { add(text("page"), page.next.toString()); });
     connect(proxy, &RequestProxy::reviewReceived, this,
             [this](const Store::Review::ConstPtr &review, bool hasMore) {
-                add(QStringLiteral("review"), object(review));
-                add(QStringLiteral("hasMore"), hasMore);
+                add(text("review"), object(review));
+                add(text("hasMore"), hasMore);
             });
     connect(proxy, &RequestProxy::searchCompletionReceived, this, [this](const QStringList &words) {
-        add(QStringLiteral("words"), QJsonArray::fromStringList(words));
+        add(text("words"), QJsonArray::fromStringList(words));
     });
     connect(proxy, &RequestProxy::reviewUuidReceived, this,
-            [this](const QString &uuid) { add(QStringLiteral("reviewUuid"), uuid); });
-    connect(proxy, &RequestProxy::finished, this,
-            [this] { add(QStringLiteral("finished"), true); });
+            [this](const QString &uuid) { add(text("reviewUuid"), uuid); });
+    connect(proxy, &RequestProxy::finished, this, [this] { add(text("finished"), true); });
     return proxy;
 }
 
@@ -97,7 +96,7 @@ QJsonArray ServerTranscript::play(const QByteArray &slot, const ScriptedAnswer &
     QSignalSpy read(proxy, &RequestProxy::replyFinished);
     proxy->get(QNetworkRequest(url));
     if (!read.wait())
-        add(QStringLiteral("timeout"), true);
+        add(text("timeout"), true);
     delete proxy;
     return entries;
 }
@@ -105,38 +104,38 @@ QJsonArray ServerTranscript::play(const QByteArray &slot, const ScriptedAnswer &
 void ServerTranscript::followServer()
 {
     connect(&server, &Server::application, this, [this](const Store::Application::ConstPtr &app) {
-        add(QStringLiteral("single application"), object(app));
+        add(text("single application"), object(app));
     });
     connect(&server, &Server::company, this, [this](const Store::Company::ConstPtr &company) {
-        add(QStringLiteral("company"), QJsonObject::fromVariantMap(company->toMap()));
+        add(text("company"), QJsonObject::fromVariantMap(company->toMap()));
     });
     connect(&server, &Server::user, this, [this](const Store::User::ConstPtr &user) {
         QJsonObject result = QJsonObject::fromVariantMap(user->toMap());
-        result.insert(QStringLiteral("ownProfile"), user->ownProfile);
-        add(QStringLiteral("user"), result);
+        result.insert(text("ownProfile"), user->ownProfile);
+        add(text("user"), result);
     });
     connect(&server, &Server::category, this, [this](const Store::Category::ConstPtr &category) {
-        add(QStringLiteral("category"),
+        add(text("category"),
             QJsonArray{category->index, category->uuid, category->parent, category->title});
     });
     connect(&server, &Server::installedApplication, this,
-            [this](const QString &uuid) { add(QStringLiteral("installed"), uuid); });
+            [this](const QString &uuid) { add(text("installed"), uuid); });
     connect(&server, &Server::backplateActivated, this,
             [this](const Store::Backplate::ConstPtr &backplate) {
                 QJsonObject result = QJsonObject::fromVariantMap(backplate->map);
-                result.insert(QStringLiteral("bkpId()"), backplate->bkpId());
-                add(QStringLiteral("backplate"), result);
+                result.insert(text("bkpId()"), backplate->bkpId());
+                add(text("backplate"), result);
             });
     connect(&server, &Server::image, this, [this](const QString &id, const QByteArray &data) {
-        add(QStringLiteral("image"), id + QLatin1Char(' ') + QString::fromLatin1(data.toHex()));
+        add(text("image"), id + QLatin1Char(' ') + QString::fromLatin1(data.toHex()));
     });
-    connect(&server, &Server::ready, this, [this] { add(QStringLiteral("ready"), true); });
+    connect(&server, &Server::ready, this, [this] { add(text("ready"), true); });
     connect(&server, &Server::failure, this,
-            [this](const QString &uri) { add(QStringLiteral("failure"), uri); });
+            [this](const QString &uri) { add(text("failure"), uri); });
     connect(&server, &Server::error, this,
-            [this](const QString &details) { add(QStringLiteral("error"), details); });
+            [this](const QString &details) { add(text("error"), details); });
     connect(&server, &Server::developerModeReported, this,
-            [this] { add(QStringLiteral("developerMode"), true); });
+            [this] { add(text("developerMode"), true); });
 }
 
 void ServerTranscript::add(const QString &key, const QJsonValue &value)

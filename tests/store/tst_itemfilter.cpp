@@ -1,4 +1,5 @@
 #include "itemfilter.h"
+#include "text.h"
 
 #include <QTest>
 
@@ -104,14 +105,14 @@ void TstItemFilter::answers()
 
 void TstItemFilter::nullAndEmptyPaths()
 {
-    QVERIFY(Search(QStringLiteral("x")).path().isNull());
+    QVERIFY(Search(text("x")).path().isNull());
     QVERIFY(TopScope(ScopeKindTop, new Hidden, -1).path().isNull());
     QVERIFY(!Hidden().path().isNull());
 }
 
 void TstItemFilter::oneOfSeveralPackages()
 {
-    const QStringList names{QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")};
+    const QStringList names{text("one"), text("two"), text("three")};
     const QString query = MatchPackage(QSet<QString>(names.begin(), names.end())).query();
     QVERIFY(query.startsWith(QLatin1String("package_name=")));
     QVERIFY(names.contains(query.section(QLatin1Char('='), 1)));

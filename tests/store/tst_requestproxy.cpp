@@ -1,7 +1,8 @@
-#include "store/requestproxy.h"
-
 #include "logcapture.h"
 #include "scriptednetwork.h"
+#include "text.h"
+
+#include "store/requestproxy.h"
 
 #include <QEventLoop>
 #include <QSignalSpy>
@@ -11,26 +12,32 @@
 
 using Store::RequestProxy;
 
-Q_DECLARE_METATYPE(QNetworkAccessManager::Operation)
-
 namespace {
 
-const QUrl url(QStringLiteral("https://store.example/list/?a=b"));
-constexpr qint64 overTheLimit = qint64(64) * 1024 * 1024 + 1; // bytes
+const QUrl url(text("https://store.example/list/?a=b"));
+constexpr int bodyLimit = 64 * 1024 * 1024; // bytes
 
 ScriptedAnswer failing(QNetworkReply::NetworkError error)
 {
     ScriptedAnswer answer;
     answer.error = error;
-    answer.errorText = QStringLiteral("failed");
+    answer.errorText = text("server replied: no such token s3cr3t");
     return answer;
 }
 
-ScriptedAnswer held()
+ScriptedAnswer holding(const QByteArray &body)
 {
     ScriptedAnswer answer;
-    answer.held = true;
+    answer.body = body;
     return answer;
+}
+
+QNetworkRequest request()
+{
+    QNetworkRequest result(url);
+    result.setRawHeader("Authorization", "Bearer s3cr3t");
+    result.setHeader(QNetworkRequest::ContentTypeHeader, text("application/json"));
+    return result;
 }
 
 /** A request on a network of its own, and what came of it. */
@@ -47,6 +54,18 @@ struct Exchange
     Exchange(const Exchange &) = delete;
     Exchange &operator=(const Exchange &) = delete;
 
+    /** Sends a request with @p body, where the operation has one. */
+    void send(QNetworkAccessManager::Operation operation, const QByteArray &body)
+    {
+        if (operation == QNetworkAccessManager::PostOperation)
+            proxy->post(request(), body);
+        else if (operation == QNetworkAccessManager::PutOperation)
+            proxy->put(request(), body);
+        else if (operation == QNetworkAccessManager::DeleteOperation)
+            proxy->deleteResource(request());
+        else
+            proxy->get(request());
+    }
     [[nodiscard]] bool hasEnded() const { return replyFinished.count() + error.count() > 0; }
 
     std::unique_ptr<ScriptedNetwork> network;
@@ -56,6 +75,15 @@ struct Exchange
     QSignalSpy finished;
 };
 
+/** Several at once, for the sake of the delays between the attempts. */
+using Exchanges = std::vector<std::unique_ptr<Exchange>>;
+
+bool haveEnded(const Exchanges &exchanges)
+{
+    return std::all_of(exchanges.begin(), exchanges.end(),
+                       [](const auto &exchange) { return exchange->hasEnded(); });
+}
+
 } // namespace
 
 class TstRequestProxy : public QObject
@@ -64,11 +92,9 @@ class TstRequestProxy : public QObject
 
 private Q_SLOTS:
     void retriesByErrorCode();
-    void replaysByOperation_data();
     void replaysByOperation();
     void budgetIsSharedOverPages();
-    void quietProxyLogsNothing();
-    void tokenIsNotLogged();
+    void logsWithoutTheToken();
     void lostReplyStaysSilent();
     void lostReplyEndsRetry();
     void deadManagerEndsRetry();
@@ -80,102 +106,73 @@ private Q_SLOTS:
 
 void TstRequestProxy::retriesByErrorCode()
 {
-    struct Row
-    {
-        QNetworkReply::NetworkError error;
-        int transfers;
-    };
     // Which of the server's statuses is which of these codes is for the toolkit to say.
-    const Row rows[] = {
-        {QNetworkReply::NoError, 1},
-        {QNetworkReply::ContentAccessDenied, 1},
-        {QNetworkReply::ContentNotFoundError, 1},
-        {QNetworkReply::AuthenticationRequiredError, 1},
-        {QNetworkReply::UnknownContentError, 1},
-        {QNetworkReply::ConnectionRefusedError, 6},
-        {QNetworkReply::RemoteHostClosedError, 6},
-        {QNetworkReply::HostNotFoundError, 6},
-        {QNetworkReply::TimeoutError, 6},
-        {QNetworkReply::OperationCanceledError, 6},
-        {QNetworkReply::SslHandshakeFailedError, 6},
-        {QNetworkReply::UnknownNetworkError, 6},
-        {QNetworkReply::ContentOperationNotPermittedError, 6},
-        {QNetworkReply::ContentReSendError, 6},
-        {QNetworkReply::ContentConflictError, 6},
-        {QNetworkReply::ContentGoneError, 6},
-        {QNetworkReply::ProtocolInvalidOperationError, 6},
-        {QNetworkReply::InternalServerError, 6},
-        {QNetworkReply::ServiceUnavailableError, 6},
-        {QNetworkReply::UnknownServerError, 6},
-    };
+    using Reply = QNetworkReply;
+    const QVector<Reply::NetworkError> final{
+        Reply::NoError, Reply::ContentAccessDenied, Reply::ContentNotFoundError,
+        Reply::AuthenticationRequiredError, Reply::UnknownContentError};
+    const QVector<Reply::NetworkError> repeated{
+        Reply::ConnectionRefusedError, Reply::RemoteHostClosedError,
+        Reply::HostNotFoundError,      Reply::TimeoutError,
+        Reply::OperationCanceledError, Reply::SslHandshakeFailedError,
+        Reply::UnknownNetworkError,    Reply::ContentOperationNotPermittedError,
+        Reply::ContentReSendError,     Reply::ContentConflictError,
+        Reply::ContentGoneError,       Reply::ProtocolInvalidOperationError,
+        Reply::InternalServerError,    Reply::ServiceUnavailableError,
+        Reply::UnknownServerError};
     const LogCapture log;
-    std::vector<std::unique_ptr<Exchange>> exchanges;
-    for (const Row &row : rows) {
-        exchanges.push_back(std::make_unique<Exchange>(QVector{failing(row.error)}));
-        exchanges.back()->proxy->get(QNetworkRequest(url));
+    Exchanges exchanges;
+    for (const Reply::NetworkError error : final + repeated) {
+        exchanges.push_back(std::make_unique<Exchange>(QVector{failing(error)}));
+        exchanges.back()->proxy->get(request());
     }
-    QTRY_VERIFY(std::all_of(exchanges.begin(), exchanges.end(),
-                            [](const auto &exchange) { return exchange->hasEnded(); }));
-    for (size_t i = 0; i < exchanges.size(); ++i) {
-        const bool good = rows[i].error == QNetworkReply::NoError;
-        const QByteArray name = QByteArray::number(rows[i].error);
-        QVERIFY2(exchanges[i]->network->sent.size() == rows[i].transfers, name.constData());
-        QVERIFY2(exchanges[i]->replyFinished.count() == (good ? 1 : 0), name.constData());
-        QVERIFY2(exchanges[i]->error.count() == (good ? 0 : 1), name.constData());
-        QVERIFY2(exchanges[i]->finished.isEmpty(), name.constData());
-        QVERIFY2(exchanges[i]->proxy->reply()->error() == rows[i].error, name.constData());
+    QTRY_VERIFY(haveEnded(exchanges));
+    for (const auto &exchange : exchanges) {
+        const Reply::NetworkError error = exchange->proxy->reply()->error();
+        const QByteArray name = QByteArray::number(error);
+        const int good = error == Reply::NoError ? 1 : 0;
+        const int transfers = final.contains(error) ? 1 : 6;
+        QVERIFY2(exchange->network->sent.size() == transfers, name.constData());
+        QVERIFY2(exchange->replyFinished.count() == good, name.constData());
+        QVERIFY2(exchange->error.count() == 1 - good, name.constData());
+        QVERIFY2(exchange->finished.isEmpty(), name.constData());
     }
     QCOMPARE(LogCapture::lines("slotRetry() retry limit reached").size(), 15);
-    QCOMPARE(
-        LogCapture::lines("retry number 5 for QUrl(\"https://store.example/list/?a=b\")").size(),
-        15);
-}
-
-void TstRequestProxy::replaysByOperation_data()
-{
-    QTest::addColumn<QNetworkAccessManager::Operation>("operation");
-    QTest::addColumn<int>("transfers");
-
-    QTest::newRow("get") << QNetworkAccessManager::GetOperation << 2;
-    QTest::newRow("post") << QNetworkAccessManager::PostOperation << 2;
-    QTest::newRow("delete") << QNetworkAccessManager::DeleteOperation << 2;
-    QTest::newRow("a put is never repeated") << QNetworkAccessManager::PutOperation << 1;
+    const QStringList last =
+        LogCapture::lines("retry number 5 for QUrl(\"https://store.example/list/?a=b\")");
+    QCOMPARE(last.size(), 15);
 }
 
 void TstRequestProxy::replaysByOperation()
 {
-    QFETCH(QNetworkAccessManager::Operation, operation);
-    QFETCH(int, transfers);
-    const QByteArray body("{\n}\n");
-    Exchange exchange({failing(QNetworkReply::TimeoutError), ScriptedAnswer()});
-    QNetworkRequest request(url);
-    request.setRawHeader("Authorization", "Bearer stale");
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    switch (operation) {
-    case QNetworkAccessManager::PostOperation:
-        exchange.proxy->post(request, body);
-        break;
-    case QNetworkAccessManager::PutOperation:
-        exchange.proxy->put(request, body);
-        break;
-    case QNetworkAccessManager::DeleteOperation:
-        exchange.proxy->deleteResource(request);
-        break;
-    default:
-        exchange.proxy->get(request);
-        break;
+    struct Row
+    {
+        QNetworkAccessManager::Operation operation;
+        int transfers;
+        QByteArray body;
+    };
+    const Row rows[] = {
+        {QNetworkAccessManager::GetOperation, 2, ""},
+        {QNetworkAccessManager::PostOperation, 2, "{\n}\n"},
+        {QNetworkAccessManager::DeleteOperation, 2, ""},
+        {QNetworkAccessManager::PutOperation, 1, "{\n}\n"}, // never repeated
+    };
+    Exchanges exchanges;
+    for (const Row &row : rows) {
+        exchanges.push_back(std::make_unique<Exchange>(
+            QVector{failing(QNetworkReply::TimeoutError), ScriptedAnswer()}));
+        exchanges.back()->send(row.operation, row.body);
     }
-    QTRY_VERIFY(exchange.hasEnded());
-    QCOMPARE(exchange.replyFinished.count(), transfers == 2 ? 1 : 0);
-    QCOMPARE(exchange.network->sent.size(), transfers);
-    const ScriptedNetwork::Sent &first = exchange.network->sent.first();
-    const ScriptedNetwork::Sent &last = exchange.network->sent.last();
-    QCOMPARE(last.operation, operation);
-    QCOMPARE(last.request, first.request);
-    QCOMPARE(last.body, first.body);
-    const bool hasBody = operation == QNetworkAccessManager::PostOperation
-        || operation == QNetworkAccessManager::PutOperation;
-    QCOMPARE(last.body, hasBody ? body : QByteArray());
+    QTRY_VERIFY(haveEnded(exchanges));
+    for (size_t i = 0; i < exchanges.size(); ++i) {
+        QCOMPARE(exchanges[i]->replyFinished.count(), rows[i].transfers - 1);
+        QCOMPARE(exchanges[i]->network->sent.size(), rows[i].transfers);
+        for (const ScriptedNetwork::Sent &sent : exchanges[i]->network->sent) {
+            QCOMPARE(sent.operation, rows[i].operation);
+            QCOMPARE(sent.request, request());
+            QCOMPARE(sent.body, rows[i].body);
+        }
+    }
 }
 
 void TstRequestProxy::budgetIsSharedOverPages()
@@ -184,60 +181,51 @@ void TstRequestProxy::budgetIsSharedOverPages()
     const ScriptedAnswer good;
     Exchange exchange({bad, bad, good, bad, bad, good, bad, bad, good});
     connect(exchange.proxy, &RequestProxy::replyFinished, this,
-            [&exchange] { exchange.proxy->setReply(exchange.network->get(QNetworkRequest(url))); });
-    exchange.proxy->get(QNetworkRequest(url));
+            [&exchange] { exchange.proxy->setReply(exchange.network->get(request())); });
+    exchange.proxy->get(request());
     QTRY_COMPARE(exchange.error.count(), 1);
     QCOMPARE(exchange.replyFinished.count(), 2);
     QCOMPARE(exchange.network->sent.size(), 8);
 }
 
-void TstRequestProxy::quietProxyLogsNothing()
+void TstRequestProxy::logsWithoutTheToken()
 {
-    const LogCapture log;
-    Exchange loud({failing(QNetworkReply::ContentNotFoundError)});
-    loud.proxy->get(QNetworkRequest(url));
-    QTRY_VERIFY(loud.hasEnded());
-    QCOMPARE(LogCapture::lines("slotReplyFinished() \"failed\"").size(), 1);
-
-    const LogCapture again;
-    Exchange quiet({failing(QNetworkReply::ContentNotFoundError)});
-    quiet.proxy->setQuiet(true);
-    quiet.proxy->get(QNetworkRequest(url));
-    QTRY_VERIFY(quiet.hasEnded());
-    QCOMPARE(LogCapture::lines(), QStringList());
-}
-
-void TstRequestProxy::tokenIsNotLogged()
-{
-    const LogCapture log;
-    ScriptedAnswer answer = failing(QNetworkReply::ContentAccessDenied);
-    answer.errorText = QStringLiteral("server replied: no such token s3cr3t");
-    Exchange exchange({answer});
-    QNetworkRequest request(url);
-    request.setRawHeader("Authorization", "Bearer s3cr3t");
-    exchange.proxy->get(request);
-    QTRY_VERIFY(exchange.hasEnded());
-    QCOMPARE(LogCapture::lines("no such token").size(), 1);
-    QCOMPARE(LogCapture::lines("s3cr3t"), QStringList());
+    for (const bool quiet : {false, true}) {
+        const LogCapture log;
+        Exchange exchange({failing(QNetworkReply::ContentNotFoundError)});
+        exchange.proxy->setQuiet(quiet);
+        exchange.proxy->get(request());
+        QTRY_VERIFY(exchange.hasEnded());
+        const QStringList lines = LogCapture::lines();
+        QCOMPARE(lines.size(), quiet ? 0 : 1);
+        QVERIFY(quiet || lines[0].contains(text("() \"server replied: no such token")));
+        QCOMPARE(LogCapture::lines("s3cr3t"), QStringList());
+    }
 }
 
 void TstRequestProxy::lostReplyStaysSilent()
 {
     const LogCapture log;
-    Exchange exchange({held()});
-    exchange.proxy->get(QNetworkRequest(url));
+    ScriptedAnswer held;
+    held.held = true;
+    Exchange exchange({held});
+    // Another one's whole retry passes meanwhile.
+    Exchange other({failing(QNetworkReply::TimeoutError), failing(QNetworkReply::TimeoutError),
+                    ScriptedAnswer()});
+    exchange.proxy->get(request());
     QVERIFY(exchange.proxy->isRunning());
     exchange.network.reset();
-    QCOMPARE(LogCapture::lines("QNetworkReply object at 0x").size(), 1);
-    QCOMPARE(LogCapture::lines(
-                 "for QUrl(\"https://store.example/list/?a=b\") was destroyed unexpectedly.")
+    QCOMPARE(LogCapture::lines("QNetworkReply object at 0x")
+                 .filter(text(" for QUrl(\"https://store.example/list/?a=b\") was destroyed "
+                              "unexpectedly."))
                  .size(),
              1);
     QVERIFY(!exchange.proxy->isRunning());
     QVERIFY(!exchange.proxy->reply());
     QCOMPARE(exchange.proxy->url(), url);
     QVERIFY(exchange.proxy->takeBody().isEmpty());
-    QVERIFY(!exchange.error.wait(400)); // longer than the delay of a retry
+    other.proxy->get(request());
+    QTRY_VERIFY(other.hasEnded());
     QVERIFY(!exchange.hasEnded());
     exchange.proxy->cancel();
     QCOMPARE(exchange.finished.count(), 1);
@@ -247,7 +235,7 @@ void TstRequestProxy::lostReplyEndsRetry()
 {
     const LogCapture log;
     Exchange exchange({failing(QNetworkReply::TimeoutError)});
-    exchange.proxy->get(QNetworkRequest(url));
+    exchange.proxy->get(request());
     QTRY_VERIFY(exchange.network->latest->isFinished());
     exchange.network.reset();
     QVERIFY(exchange.error.wait());
@@ -257,11 +245,11 @@ void TstRequestProxy::lostReplyEndsRetry()
 void TstRequestProxy::deadManagerEndsRetry()
 {
     Exchange exchange({ScriptedAnswer()});
-    exchange.proxy->get(QNetworkRequest(url));
+    exchange.proxy->get(request());
     QVERIFY(exchange.replyFinished.wait());
     // The next page comes by another manager, and the first one goes.
     ScriptedNetwork newer({failing(QNetworkReply::TimeoutError)});
-    exchange.proxy->setReply(newer.get(QNetworkRequest(url)));
+    exchange.proxy->setReply(newer.get(request()));
     exchange.network.reset();
     QVERIFY(exchange.error.wait());
     QCOMPARE(newer.sent.size(), 1);
@@ -270,15 +258,13 @@ void TstRequestProxy::deadManagerEndsRetry()
 
 void TstRequestProxy::managerDeletedDuringDelivery()
 {
-    ScriptedAnswer answer;
-    answer.body = "{}";
-    Exchange exchange({answer});
+    Exchange exchange({holding("{}")});
     QByteArray body;
     connect(exchange.proxy, &RequestProxy::replyFinished, this, [&exchange, &body] {
         exchange.network.reset();
         body = exchange.proxy->takeBody();
     });
-    exchange.proxy->get(QNetworkRequest(url));
+    exchange.proxy->get(request());
     QVERIFY(exchange.replyFinished.wait());
     QCOMPARE(body, QByteArray("{}"));
     QTRY_VERIFY(!exchange.proxy->reply()); // it went with its manager after all
@@ -297,17 +283,17 @@ void TstRequestProxy::cancelSilencesResults()
     connect(exchange.proxy, &RequestProxy::searchCompletionReceived, exchange.proxy,
             &RequestProxy::cancel);
     connect(exchange.proxy, &RequestProxy::replyFinished, this, [&exchange] {
-        exchange.proxy->sendSearchCompletion({QStringLiteral("one")});
-        exchange.proxy->sendSearchCompletion({QStringLiteral("two")});
+        exchange.proxy->sendSearchCompletion({text("one")});
+        exchange.proxy->sendSearchCompletion({text("two")});
         exchange.proxy->sendLikeCount(3);
         exchange.proxy->sendApplication(Store::Application::ConstPtr::create(), false);
         exchange.proxy->sendFeed(Store::Feed::ConstPtr::create());
         exchange.proxy->sendPage({});
         exchange.proxy->sendReview(Store::Review::ConstPtr::create(), false);
-        exchange.proxy->sendReviewUuid(QStringLiteral("uuid"));
+        exchange.proxy->sendReviewUuid(text("uuid"));
         exchange.proxy->finish();
     });
-    exchange.proxy->get(QNetworkRequest(url));
+    exchange.proxy->get(request());
     QVERIFY(exchange.replyFinished.wait());
     QCOMPARE(words.count(), 1);
     for (const QSignalSpy *silent : {&count, &app, &feed, &page, &review, &uuid})
@@ -326,28 +312,20 @@ void TstRequestProxy::deletedInItsOwnSignal()
         QEventLoop().processEvents();
         QCoreApplication::sendPostedEvents(exchange.proxy, QEvent::DeferredDelete);
     });
-    exchange.proxy->get(QNetworkRequest(url));
+    exchange.proxy->get(request());
     QTRY_VERIFY(!exchange.proxy);
     QCOMPARE(exchange.finished.count(), 1);
 }
 
 void TstRequestProxy::limitsBody()
 {
-    ScriptedAnswer endless;
-    endless.body = QByteArray(overTheLimit, 'x');
-    Exchange exchange({endless});
-    exchange.proxy->get(QNetworkRequest(url));
-    QTRY_VERIFY(exchange.hasEnded());
-    QCOMPARE(exchange.error.count(), 1);
-    QCOMPARE(exchange.network->sent.size(), 6);
-    QCOMPARE(exchange.proxy->reply()->error(), QNetworkReply::OperationCanceledError);
-
-    ScriptedAnswer full;
-    full.body = QByteArray(overTheLimit - 1, 'x');
-    Exchange whole({full});
-    whole.proxy->get(QNetworkRequest(url));
-    QTRY_COMPARE(whole.replyFinished.count(), 1);
-    QCOMPARE(whole.proxy->takeBody().size(), full.body.size());
+    // One byte too many is an accident like others, and a new attempt may go better.
+    Exchange exchange(
+        {holding(QByteArray(bodyLimit + 1, 'x')), holding(QByteArray(bodyLimit, 'x'))});
+    exchange.proxy->get(request());
+    QTRY_COMPARE(exchange.replyFinished.count(), 1);
+    QCOMPARE(exchange.network->sent.size(), 2);
+    QCOMPARE(exchange.proxy->takeBody().size(), bodyLimit);
 }
 
 QTEST_GUILESS_MAIN(TstRequestProxy)

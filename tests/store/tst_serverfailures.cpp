@@ -1,5 +1,6 @@
 #include "logcapture.h"
 #include "servertranscript.h"
+#include "text.h"
 
 #include "store/requestproxy.h"
 
@@ -74,7 +75,7 @@ void TstServerFailures::messages()
         answer.errorText = QString::fromLatin1(row.errorText);
         answer.body = row.body;
         networks.push_back(std::make_unique<ScriptedNetwork>(QVector{answer}));
-        const QString url = QStringLiteral("https://x/%1?a=b c").arg(networks.size());
+        const QString url = text("https://x/%1?a=b c").arg(networks.size());
         expected.insert(url, QString::fromLatin1(row.message));
         transcript.follow(networks.back().get(), SLOT(slotRequestFinished()))
             ->get(QNetworkRequest(QUrl(url)));
@@ -115,7 +116,7 @@ void TstServerFailures::credentialsAfterUnauthorized()
     ScriptedNetwork network({answer});
     QSignalSpy failure(&transcript.server, &Store::Server::failure);
     transcript.follow(&network, SLOT(slotRequestFinished()))
-        ->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+        ->get(QNetworkRequest(QUrl(text("https://x/"))));
     QVERIFY(failure.wait());
     QCOMPARE(transcript.server.accountState(), AccountState::NeedsUpdate);
 }
@@ -128,13 +129,13 @@ void TstServerFailures::lostReply()
     auto network = std::make_unique<ScriptedNetwork>(QVector{answer});
     const QPointer<Store::RequestProxy> proxy =
         transcript.follow(network.get(), SLOT(slotRequestFinished()));
-    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/lost"))));
+    proxy->get(QNetworkRequest(QUrl(text("https://x/lost"))));
     QTRY_VERIFY(network->latest->isFinished());
     network.reset();
     QTRY_VERIFY(!proxy);
     QCOMPARE(transcript.entries,
-             (QJsonArray{QJsonObject{{QStringLiteral("failure"), QStringLiteral("https://x/lost")}},
-                         QJsonObject{{QStringLiteral("finished"), true}}}));
+             (QJsonArray{QJsonObject{{text("failure"), text("https://x/lost")}},
+                         QJsonObject{{text("finished"), true}}}));
 }
 
 void TstServerFailures::managerReplacedInsideMessage()
@@ -149,7 +150,7 @@ void TstServerFailures::managerReplacedInsideMessage()
         network.reset();
         QMetaObject::invokeMethod(&transcript.server, "slotOnlineStateChanged", Q_ARG(bool, true));
     });
-    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+    proxy->get(QNetworkRequest(QUrl(text("https://x/"))));
     QTRY_VERIFY(!proxy);
     QCOMPARE(transcript.entries.size(), 3);
 }
@@ -160,12 +161,12 @@ void TstServerFailures::developerMode_data()
     QTest::addColumn<QString>("log");
     QTest::addColumn<bool>("reported");
 
-    const QString failed = QStringLiteral("Developer Mode registration failed. ");
-    QTest::newRow("200") << 200 << QStringLiteral("Developer Mode registered") << true;
+    const QString failed = text("Developer Mode registration failed. ");
+    QTest::newRow("200") << 200 << text("Developer Mode registered") << true;
     QTest::newRow("201") << 201 << QString() << false;
-    QTest::newRow("401") << 401 << failed + QStringLiteral("Unauthenticated user.") << false;
-    QTest::newRow("404") << 404 << failed + QStringLiteral("Device UID not found.") << false;
-    QTest::newRow("409") << 409 << failed + QStringLiteral("Unspecified server error.") << false;
+    QTest::newRow("401") << 401 << failed + text("Unauthenticated user.") << false;
+    QTest::newRow("404") << 404 << failed + text("Device UID not found.") << false;
+    QTest::newRow("409") << 409 << failed + text("Unspecified server error.") << false;
     QTest::newRow("500") << 500 << QString() << false;
 }
 
@@ -187,13 +188,13 @@ void TstServerFailures::developerMode()
                                   : &Store::RequestProxy::replyFinished);
     const LogCapture capture;
     proxy->setQuiet(true);
-    proxy->get(QNetworkRequest(QUrl(QStringLiteral("https://x/"))));
+    proxy->get(QNetworkRequest(QUrl(text("https://x/"))));
     QVERIFY(read.wait());
     QCOMPARE(LogCapture::lines("Developer Mode"), log.isEmpty() ? QStringList() : QStringList{log});
     // The request isn't ended, whatever the answer.
     QJsonArray expected;
     if (reported)
-        expected.append(QJsonObject{{QStringLiteral("developerMode"), true}});
+        expected.append(QJsonObject{{text("developerMode"), true}});
     QCOMPARE(transcript.entries, expected);
 }
 

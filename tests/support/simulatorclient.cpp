@@ -43,6 +43,32 @@ QJsonObject SimulatorClient::command(const QString &verb, const QJsonObject &arg
     return answer;
 }
 
+QJsonObject SimulatorClient::command(const char *verb, const QByteArray &arguments)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(arguments);
+    if (!document.isObject())
+        QTest::qFail(arguments.constData(), __FILE__, __LINE__);
+    return command(QString::fromLatin1(verb), document.object());
+}
+
+void SimulatorClient::fault(const QString &at, const QByteArray &description)
+{
+    QJsonObject arguments = QJsonDocument::fromJson(description).object();
+    arguments.insert(QStringLiteral("path"), at);
+    command(QStringLiteral("fault"), arguments);
+}
+
+QJsonArray SimulatorClient::requests(const QString &below)
+{
+    QJsonArray requests;
+    const QJsonArray all = entries(QStringLiteral("request"));
+    for (const QJsonValue &entry : all) {
+        if (entry.toObject()[QLatin1String("path")].toString().startsWith(below))
+            requests.append(entry);
+    }
+    return requests;
+}
+
 QJsonArray SimulatorClient::entries(const QString &kind)
 {
     return command(QStringLiteral("log"),

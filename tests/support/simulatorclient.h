@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
@@ -20,6 +21,14 @@ public:
 
     /** Sends @p verb and returns the answer; fails the test on an error. */
     QJsonObject command(const QString &verb, const QJsonObject &arguments = {});
+
+    /** The same with the arguments as the text of an object. */
+    QJsonObject command(const char *verb, const QByteArray &arguments = "{}");
+
+    /** Has the store answer with a fault what it is asked below @p path. */
+    void fault(const QString &path, const QByteArray &description);
+    /** What the store was asked on paths that begin with @p path, oldest first. */
+    [[nodiscard]] QJsonArray requests(const QString &path = QString());
 
     /** The record, or its entries of one @p kind, oldest first. */
     [[nodiscard]] QJsonArray entries(const QString &kind = QString());

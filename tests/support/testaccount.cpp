@@ -1,4 +1,5 @@
 #include "testaccount.h"
+#include "text.h"
 
 #include "platform/account.h"
 
@@ -6,14 +7,13 @@
 
 namespace {
 
-const QString service = QStringLiteral("orvik-store");
-const QString needsUpdateKey = QStringLiteral("CredentialsNeedUpdate");
+const QString service = text("orvik-store");
+const QString needsUpdateKey = text("CredentialsNeedUpdate");
 
 } // namespace
 
 TestAccount::TestAccount()
-    : m_account(
-        m_manager.account(m_manager.providerAccountIdentifiers(QStringLiteral("orvik")).value(0)))
+    : m_account(m_manager.account(m_manager.providerAccountIdentifiers(text("orvik")).value(0)))
 {
     if (!m_account)
         QTest::qFail("the phone has no account", __FILE__, __LINE__);
@@ -47,8 +47,7 @@ void TestAccount::repair()
     m_account->enableWithService(service);
     m_account->setConfigurationValue(QString(), needsUpdateKey, false);
     m_account->setConfigurationValue(service, needsUpdateKey, false);
-    m_account->setConfigurationValue(service, QStringLiteral("CredentialsNeedUpdateFrom"),
-                                     QString());
+    m_account->setConfigurationValue(service, text("CredentialsNeedUpdateFrom"), QString());
     write();
 }
 
