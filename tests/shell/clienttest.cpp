@@ -10,12 +10,10 @@
 #include "scenefile.h"
 #include "service.h"
 
-#include <QGuiApplication>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
-#include <QTest>
 #include <QTimer>
 #include <QTranslator>
 
@@ -25,14 +23,26 @@ ClientTest::ClientTest()
 
 ClientTest::~ClientTest() = default;
 
-void ClientTest::resetPhone()
+void ClientTest::init()
 {
-    for (SimulatorClient *simulator : {&m_services, &m_storeSimulator, &m_packageKit})
-        simulator->command(QStringLiteral("reset"));
+    m_log = std::make_unique<LogCapture>();
+    m_services.command(QStringLiteral("reset"));
+    m_storeSimulator.command(QStringLiteral("reset"));
+    m_packageKit.reset();
     m_view->engine()->clearComponentCache();
     QVERIFY(SceneFile::writeMain());
     cacheDirectory().removeRecursively();
     QVERIFY(cacheDirectory().mkpath(QStringLiteral(".")));
+}
+
+void ClientTest::cleanup()
+{
+    m_client.reset();
+    m_view->close();
+    const QStringList lines = LogCapture::lines();
+    m_log.reset();
+    if (QTest::currentTestFailed())
+        qInfo().noquote() << lines.join(QLatin1Char('\n'));
 }
 
 void ClientTest::makeClient(const QStringList &arguments)
@@ -45,11 +55,11 @@ void ClientTest::makeClient(const QStringList &arguments)
 
 void ClientTest::openScene()
 {
+    makeClient();
     call("slotCreateUi");
     m_store = contextObject<OrvikStore>("orvikStore");
     m_handler = contextObject<PackageHandler>("packageHandler");
     m_installed = contextObject<ContentModel>("installedModel");
-    QVERIFY(m_store && m_handler && m_installed);
     QTRY_VERIFY(m_handler->packagesCount() > 0 && !m_handler->isBusy());
 }
 
@@ -58,12 +68,6 @@ void ClientTest::goReady()
     QTRY_VERIFY(m_store->isOnline());
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
-}
-
-void ClientTest::endClient()
-{
-    m_client.reset();
-    m_view->close();
 }
 
 QTimer *ClientTest::timer() const
@@ -76,24 +80,34 @@ QObject *ClientTest::root() const
     return m_view->rootObject();
 }
 
+QString ClientTest::known(const QString &package, const QString &title)
+{
+    Store::Application app;
+    app.valid = true;
+    app.uuid = QStringLiteral("uuid-") + package;
+    app.packageName = package;
+    app.title = title;
+    app.version = QStringLiteral("99");
+    m_store->addApplication(QSharedPointer<const Store::Application>::create(app));
+    return app.uuid;
+}
+
 QObject *ClientTest::client() const
 {
     return m_client.get();
 }
 
-template <typename T>
-T *ClientTest::contextObject(const char *name) const
+QObject *ClientTest::contextObject(const char *name) const
 {
-    const QVariant value = m_view->rootContext()->contextProperty(QLatin1String(name));
-    return qobject_cast<T *>(value.value<QObject *>());
+    return m_view->rootContext()->contextProperty(QLatin1String(name)).value<QObject *>();
 }
 
-int runClientTest(const std::function<std::unique_ptr<QObject>()> &makeTest, int argc, char *argv[])
+std::unique_ptr<QGuiApplication> makeClientApplication(int &argc, char *argv[])
 {
-    const std::unique_ptr<QGuiApplication> application(MDeclarativeCache::qApplication(argc, argv));
+    std::unique_ptr<QGuiApplication> application(MDeclarativeCache::qApplication(argc, argv));
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    QTranslator english;
-    if (english.load(QStringLiteral("/usr/share/translations/orvik-store_eng_en")))
-        QCoreApplication::installTranslator(&english);
-    return QTest::qExec(makeTest().get(), argc, argv);
+    auto *english = new QTranslator(application.get());
+    if (english->load(QStringLiteral("/usr/share/translations/orvik-store_eng_en")))
+        QCoreApplication::installTranslator(english);
+    return application;
 }

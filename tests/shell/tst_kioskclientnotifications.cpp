@@ -1,21 +1,14 @@
-#include "kioskclient.h"
+#include "clienttest.h"
 
+#include "cachedirectory.h"
 #include "contentmodel.h"
-#include "mdeclarativecache.h"
+#include "kioskclient.h"
 #include "notification.h"
 #include "orvikstore.h"
 #include "packagehandler.h"
-#include "scenefile.h"
-#include "simulatorclient.h"
 
-#include <QGuiApplication>
-#include <QQmlContext>
 #include <QQuickView>
 #include <QSignalBlocker>
-#include <QTest>
-#include <QTranslator>
-
-#include <memory>
 
 namespace {
 
@@ -60,100 +53,39 @@ void closeAll()
         notification->close();
 }
 
-QSharedPointer<Notification> only(const QString &category)
-{
-    QSharedPointer<Notification> found;
-    const auto all = Notification::notifications();
-    for (const auto &notification : all) {
-        if (notification->category() != category)
-            continue;
-        if (found)
-            return {};
-        found = notification;
-    }
-    return found;
-}
-
 } // namespace
 
 /** What is published, renewed and taken away, against the notification server of the phone. */
-class TstKioskClientNotifications : public QObject
+class TstKioskClientNotifications : public ClientTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
-    void cleanup();
     void updates_data();
     void updates();
-    void updatesSayWhatTheyAre();
     void systemUpdate_data();
     void systemUpdate();
-    void systemUpdateSaysWhatItIs();
-    void oneShot_data();
-    void oneShot();
-    void packageErrors_data();
-    void packageErrors();
+    void says_data();
+    void says();
     void areClearedForGood();
 
 private:
-    template <typename... Arguments>
-    void call(const char *slot, Arguments... arguments);
-    /** Makes the store know an application. @return its uuid. */
-    QString known(const QString &package, const QString &title);
-    template <typename T>
-    T *contextObject(const char *name) const;
-
-    SimulatorClient m_services{QStringLiteral("Services")};
-    std::unique_ptr<KioskClient> m_client;
-    OrvikStore *m_store = nullptr;
-    ContentModel *m_installed = nullptr;
-    PackageHandler *m_handler = nullptr;
+    void offer(const QString &version);
 };
-
-template <typename T>
-T *TstKioskClientNotifications::contextObject(const char *name) const
-{
-    const QVariant value =
-        MDeclarativeCache::qQuickView()->rootContext()->contextProperty(QLatin1String(name));
-    return qobject_cast<T *>(value.value<QObject *>());
-}
-
-template <typename... Arguments>
-void TstKioskClientNotifications::call(const char *slot, Arguments... arguments)
-{
-    QVERIFY(QMetaObject::invokeMethod(m_client.get(), slot, Qt::DirectConnection, arguments...));
-}
-
-QString TstKioskClientNotifications::known(const QString &package, const QString &title)
-{
-    Store::Application app;
-    app.valid = true;
-    app.uuid = QStringLiteral("uuid-") + package;
-    app.packageName = package;
-    app.title = title;
-    app.version = QStringLiteral("99");
-    m_store->addApplication(QSharedPointer<const Store::Application>::create(app));
-    return app.uuid;
-}
 
 void TstKioskClientNotifications::init()
 {
-    QVERIFY(SceneFile::writeMain());
+    ClientTest::init();
     closeAll();
-    QCOMPARE(Notification::notifications().size(), 0);
-    m_client = std::make_unique<KioskClient>(QStringList());
-    QVERIFY(m_client->hasService());
-    call("slotCreateUi");
-    m_store = contextObject<OrvikStore>("orvikStore");
-    m_installed = contextObject<ContentModel>("installedModel");
-    m_handler = contextObject<PackageHandler>("packageHandler");
-    QTRY_VERIFY(m_handler->packagesCount() > 3);
+    openScene();
 }
 
-void TstKioskClientNotifications::cleanup()
+void TstKioskClientNotifications::offer(const QString &version)
 {
-    m_client.reset();
+    OsInfo info;
+    info.version = version;
+    call("slotOsUpdateInfo", Q_ARG(OsInfo, info));
 }
 
 void TstKioskClientNotifications::updates_data()
@@ -215,22 +147,6 @@ void TstKioskClientNotifications::updates()
     QCOMPARE(shown(QStringLiteral("x-orvik.store.error")), QStringList{line(other, 2, old)});
 }
 
-void TstKioskClientNotifications::updatesSayWhatTheyAre()
-{
-    m_installed->addApplication(
-        known(m_handler->knownPackages().constFirst(), QStringLiteral("Chess")));
-    const auto notification = only(softwareUpdate);
-    QVERIFY(notification);
-    QCOMPARE(notification->summary(), qtTrId("orvik-store-no-updates_available_include_n", 1));
-    QVERIFY(notification->summary().contains(QLatin1Char('1')));
-    QCOMPARE(notification->body(), QStringLiteral("Chess"));
-    QCOMPARE(notification->remoteDBusCallServiceName(), QStringLiteral("com.orvik.orvikstore"));
-    QCOMPARE(notification->remoteDBusCallObjectPath(), QStringLiteral("/KioskClient"));
-    QCOMPARE(notification->remoteDBusCallInterface(), QStringLiteral("com.orvik.orvikstore"));
-    QCOMPARE(notification->remoteDBusCallMethodName(), QStringLiteral("update"));
-    QVERIFY(notification->remoteDBusCallArguments().isEmpty());
-}
-
 void TstKioskClientNotifications::systemUpdate_data()
 {
     QTest::addColumn<QStringList>("standing"); // versions of the notifications before
@@ -265,9 +181,7 @@ void TstKioskClientNotifications::systemUpdate()
     QList<uint> before;
     for (const QString &old : qAsConst(standing))
         before.append(publish(::systemUpdate, 1, text.arg(old)));
-    OsInfo info;
-    info.version = version;
-    call("slotOsUpdateInfo", Q_ARG(OsInfo, info));
+    offer(version);
 
     QStringList expected;
     for (int i = 0; i < ids.size(); ++i) {
@@ -278,113 +192,95 @@ void TstKioskClientNotifications::systemUpdate()
     QCOMPARE(shown(::systemUpdate), expected);
 }
 
-void TstKioskClientNotifications::systemUpdateSaysWhatItIs()
+void TstKioskClientNotifications::says_data()
 {
-    OsInfo info;
-    info.version = QStringLiteral("9.1");
-    call("slotOsUpdateInfo", Q_ARG(OsInfo, info));
-    const auto notification = only(::systemUpdate);
-    QVERIFY(notification);
-    const QString summary = qtTrId("orvik-store-no-system_update_available");
-    QCOMPARE(notification->summary(), summary);
-    QCOMPARE(notification->previewSummary(), summary);
-    QVERIFY(notification->body().contains(info.version));
-    QCOMPARE(notification->previewBody(), notification->body());
-    QCOMPARE(notification->appName(), qtTrId("orvik-store-no-system_update_category"));
-    QCOMPARE(notification->remoteDBusCallServiceName(), QStringLiteral("com.orvik.settings"));
-    QCOMPARE(notification->remoteDBusCallObjectPath(), QStringLiteral("/com/orvik/settings/ui"));
-    QCOMPARE(notification->remoteDBusCallInterface(), QStringLiteral("com.orvik.settings.ui"));
-    QCOMPARE(notification->remoteDBusCallMethodName(), QStringLiteral("showBranwickOs"));
-}
-
-void TstKioskClientNotifications::oneShot_data()
-{
-    QTest::addColumn<QString>("event");
+    QTest::addColumn<Deed>("event");
     QTest::addColumn<QString>("category");
-    QTest::addColumn<QString>("fields"); // summary|body|previewSummary|previewBody
-    QTest::addColumn<QString>("method");
+    QTest::addColumn<QStringList>("texts"); // summary, body, and both of the preview
+    QTest::addColumn<QString>("call"); // method and arguments of a touch
 
-    const auto row = [](const char *event, const char *category, const QString &fields,
-                        const char *method = "") {
-        QTest::newRow(event) << QString::fromLatin1(event) << QString::fromLatin1(category)
-                             << fields << QString::fromLatin1(method);
+    const auto row = [](const char *name, const char *category, const QStringList &texts,
+                        const char *call, const Deed &event) {
+        QTest::newRow(name) << event << QString::fromLatin1(category) << texts
+                            << QString::fromLatin1(call);
     };
-    row("install failed", "x-orvik.store.install-failed",
-        qtTrId("orvik-store-no-install_failed") + QStringLiteral("|Chess||"), "showApp");
-    row("install of unknown failed", "x-orvik.store.install-failed",
-        qtTrId("orvik-store-no-install_failed") + QStringLiteral("|boats||"), "showApp");
-    row("side-loaded", "x-orvik.store.sideloading-success",
-        QStringLiteral("||%1|/tmp/a.rpm").arg(qtTrId("orvik-store-no-sideloading_success")));
-    row("side-load failed", "x-orvik.store.sideloading-failed",
-        QStringLiteral("||%1|/tmp/a.rpm").arg(qtTrId("orvik-store-no-sideloading_failed")));
-    row("error", "x-orvik.store.error",
-        QStringLiteral("||%1|too bad").arg(qtTrId("orvik-store-no-error")));
-    row("back cover failed", "x-orvik.store.error",
-        QStringLiteral("||%1|too bad").arg(qtTrId("orvik-store-no-bkp_install_failed")));
-}
-
-void TstKioskClientNotifications::oneShot()
-{
-    QFETCH(QString, event);
-    QFETCH(QString, category);
-    QFETCH(QString, fields);
-    QFETCH(QString, method);
+    const QString none;
     const QString chess = QStringLiteral("chess");
     const QString boats = QStringLiteral("boats");
     const QString file = QStringLiteral("/tmp/a.rpm");
-    const QString text = QStringLiteral("too bad");
-    known(chess, QStringLiteral("Chess"));
-    if (event == QLatin1String("install failed"))
-        call("slotInstallFailed", Q_ARG(QString, chess));
-    else if (event == QLatin1String("install of unknown failed"))
-        call("slotInstallFailed", Q_ARG(QString, boats));
-    else if (event.startsWith(QLatin1String("side-load")))
-        call("slotSideLoadingFinished", Q_ARG(QString, file),
-             Q_ARG(bool, event == QLatin1String("side-loaded")));
-    else if (event == QLatin1String("error"))
-        call("slotHandleError", Q_ARG(QString, text));
-    else
-        call("slotBackplateInstallationFailed", Q_ARG(QString, text));
+    const QString bad = QStringLiteral("too bad");
 
-    const auto notification = only(category);
-    QVERIFY(notification);
-    QCOMPARE(QStringList({notification->summary(), notification->body(),
-                          notification->previewSummary(), notification->previewBody()})
-                 .join(QLatin1Char('|')),
-             fields);
-    QCOMPARE(notification->remoteDBusCallMethodName(), method);
-    if (!method.isEmpty()) {
-        QCOMPARE(notification->remoteDBusCallArguments(),
-                 QVariantList{event == QLatin1String("install failed") ? chess : boats});
+    row("an update", "x-tesk.software-update",
+        {qtTrId("orvik-store-no-updates_available_include_n", 1), QStringLiteral("New"), none,
+         none},
+        "com.orvik.orvikstore/KioskClient com.orvik.orvikstore update", [this] {
+            const QString package = m_handler->knownPackages().constFirst();
+            m_installed->addApplication(known(package, QStringLiteral("New")));
+        });
+    const QString available = qtTrId("orvik-store-no-system_update_available");
+    const QString release = qtTrId("orvik-store-no-system_update_version").arg(QStringLiteral("9"));
+    row("a system update", "x-tesk.system-update", {available, release, available, release},
+        "com.orvik.settings/com/orvik/settings/ui com.orvik.settings.ui showBranwickOs",
+        [this] { offer(QStringLiteral("9")); });
+    for (const QString &package : {chess, boats}) {
+        const QString name = package == chess ? QStringLiteral("Chess %1") : package;
+        row(qPrintable(package + QStringLiteral(" failed")), "x-orvik.store.install-failed",
+            {qtTrId("orvik-store-no-install_failed"), name, none, none},
+            qPrintable(QStringLiteral("com.orvik.orvikstore/KioskClient com.orvik.orvikstore "
+                                      "showApp ")
+                       + package),
+            [=] { call("slotInstallFailed", Q_ARG(QString, package)); });
     }
+    for (const bool works : {true, false}) {
+        row(works ? "side-loaded" : "not side-loaded",
+            works ? "x-orvik.store.sideloading-success" : "x-orvik.store.sideloading-failed",
+            {none, none,
+             works ? qtTrId("orvik-store-no-sideloading_success")
+                   : qtTrId("orvik-store-no-sideloading_failed"),
+             file},
+            "", [=] { call("slotSideLoadingFinished", Q_ARG(QString, file), Q_ARG(bool, works)); });
+    }
+    const char *error = "x-orvik.store.error";
+    row("back cover failed", error, {none, none, qtTrId("orvik-store-no-bkp_install_failed"), bad},
+        "", [=] { call("slotBackplateInstallationFailed", Q_ARG(QString, bad)); });
+    const QString problem = qtTrId("orvik-store-no-error");
+    row("an error", error, {none, none, problem, bad}, "",
+        [=] { call("slotHandleError", Q_ARG(QString, bad)); });
+
+    const auto packageError = [&](const char *name, const char *details, const char *package,
+                                  const char *body) {
+        const QString text = QString::fromLatin1(details);
+        const QString about = QString::fromLatin1(package);
+        row(name, error, {none, none, problem, QString::fromLatin1(body)}, "",
+            [=] { call("slotHandlePackageError", Q_ARG(QString, text), Q_ARG(QString, about)); });
+    };
+    packageError("of a known package", "No %1!", "chess", "No Chess %1!");
+    packageError("of an unknown package", "No %1!", "boats", "No boats!");
+    packageError("of one without a title", "No %1!", "nameless", "No nameless!");
+    packageError("no place for a name", "50% of %2", "chess", "50% of %2");
+    packageError("nothing to say", "", "chess", "");
 }
 
-void TstKioskClientNotifications::packageErrors_data()
+void TstKioskClientNotifications::says()
 {
-    QTest::addColumn<QString>("details");
-    QTest::addColumn<QString>("package");
-    QTest::addColumn<QString>("body");
-    QTest::newRow("known") << QStringLiteral("No %1!") << QStringLiteral("chess")
-                           << QStringLiteral("No Chess %1!");
-    QTest::newRow("unknown") << QStringLiteral("No %1!") << QStringLiteral("boats")
-                             << QStringLiteral("No boats!");
-    QTest::newRow("known without a title")
-        << QStringLiteral("No %1!") << QStringLiteral("nameless") << QStringLiteral("No nameless!");
-    QTest::newRow("no place for a name")
-        << QStringLiteral("50% of %2") << QStringLiteral("chess") << QStringLiteral("50% of %2");
-    QTest::newRow("nothing to say") << QString() << QStringLiteral("chess") << QString();
-}
-
-void TstKioskClientNotifications::packageErrors()
-{
-    QFETCH(QString, details);
-    QFETCH(QString, package);
+    QFETCH(Deed, event);
+    QFETCH(QString, category);
     known(QStringLiteral("chess"), QStringLiteral("Chess %1"));
     known(QStringLiteral("nameless"), QString());
-    call("slotHandlePackageError", Q_ARG(QString, details), Q_ARG(QString, package));
-    const auto notification = only(QStringLiteral("x-orvik.store.error"));
-    QVERIFY(notification);
-    QTEST(notification->previewBody(), "body");
+    event();
+    const auto published = Notification::notifications();
+    QCOMPARE(published.size(), 1);
+    const auto &one = published.constFirst();
+    QCOMPARE(one->category(), category);
+    const QStringList said{one->summary(), one->body(), one->previewSummary(), one->previewBody()};
+    QTEST(said, "texts");
+    if (category == ::systemUpdate)
+        QCOMPARE(one->appName(), qtTrId("orvik-store-no-system_update_category"));
+    QStringList touch{one->remoteDBusCallServiceName() + one->remoteDBusCallObjectPath(),
+                      one->remoteDBusCallInterface(), one->remoteDBusCallMethodName()};
+    for (const QVariant &argument : one->remoteDBusCallArguments())
+        touch.append(argument.toString());
+    QTEST(touch.join(QLatin1Char(' ')).trimmed(), "call");
 }
 
 /** From then on this run says nothing more about updates, not even what is new. */
@@ -395,11 +291,12 @@ void TstKioskClientNotifications::areClearedForGood()
     OsInfo info;
     info.version = QStringLiteral("9.1");
     Q_EMIT m_handler->osUpdateInfo(info);
-    QVERIFY(only(softwareUpdate));
-    QVERIFY(only(::systemUpdate));
+    QCOMPARE(shown(softwareUpdate).size(), 1);
+    QCOMPARE(shown(::systemUpdate).size(), 1);
 
     call("slotClearOsUpdateCheckCache");
     QCOMPARE(Notification::notifications().size(), 0);
+    QVERIFY(cacheDirectory().exists(QStringLiteral("os-info"))); // for the next run
     m_installed->addApplication(known(packages.at(1), QStringLiteral("Boats")));
     info.version = QStringLiteral("9.2");
     Q_EMIT m_handler->osUpdateInfo(info);
@@ -409,17 +306,7 @@ void TstKioskClientNotifications::areClearedForGood()
 
 int main(int argc, char *argv[])
 {
-    QGuiApplication *application = MDeclarativeCache::qApplication(argc, argv);
-    int status = 1;
-    {
-        QTranslator english;
-        if (english.load(QStringLiteral("/usr/share/translations/orvik-store_eng_en")))
-            QCoreApplication::installTranslator(&english);
-        TstKioskClientNotifications test;
-        status = QTest::qExec(&test, argc, argv);
-    }
-    delete application;
-    return status;
+    return runClientTest<TstKioskClientNotifications>(argc, argv);
 }
 
 #include "tst_kioskclientnotifications.moc"

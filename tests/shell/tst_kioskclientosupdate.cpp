@@ -1,26 +1,23 @@
-#include "kioskclient.h"
+#include "clienttest.h"
 
 #include "cachedirectory.h"
 #include "dbusconnector.h"
-#include "mdeclarativecache.h"
+#include "kioskclient.h"
 #include "notification.h"
 #include "orvikstore.h"
 #include "packagehandler.h"
-#include "scenefile.h"
 #include "service.h"
-#include "simulatorclient.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QGuiApplication>
-#include <QQmlContext>
+#include <QProcess>
 #include <QQuickView>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTest>
+#include <QTemporaryDir>
 #include <QTimer>
 
-#include <memory>
 #include <unistd.h>
 
 namespace {
@@ -34,6 +31,11 @@ QString cacheFile()
     return cacheDirectory().filePath(QStringLiteral("os-info"));
 }
 
+QVariant cached(const char *key)
+{
+    return QSettings(cacheFile(), QSettings::IniFormat).value(QLatin1String(key));
+}
+
 OsInfo offer(const QString &version)
 {
     OsInfo info;
@@ -43,84 +45,64 @@ OsInfo offer(const QString &version)
     return info;
 }
 
+/** Writes the setting of when to look, or takes all settings away. */
+bool setMethod(int method)
+{
+    const QString database = QDir::homePath() + QStringLiteral("/.config/dconf/user");
+    if (method < 0)
+        return !QFile::exists(database) || QFile::remove(database);
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("settings")));
+    return QDir().mkpath(QFileInfo(database).path()) && file.open(QIODevice::WriteOnly)
+        && file.write("[apps/kiosk-client/settings]\nos_update_check_method=")
+        && file.write(QByteArray::number(method) + '\n') && file.flush()
+        && QProcess::execute(QStringLiteral("dconf"),
+                             {QStringLiteral("compile"), database, folder.path()})
+        == 0;
+}
+
 } // namespace
 
 /** What the client knows of OS updates, tells, keeps and asks for by itself. */
-class TstKioskClientOsUpdate : public QObject
+class TstKioskClientOsUpdate : public ClientTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
     void cachedOffer_data();
     void cachedOffer();
     void announcement_data();
     void announcement();
     void repeatedOfferKeepsItsSizes();
-    void sizesAreKept();
     void progress();
-    void noCheckDuringAnUpdate_data();
-    void noCheckDuringAnUpdate();
+    void looksOrTells_data();
+    void looksOrTells();
     void looksOnceByItself();
+    void sizesWhenNobodyLooks_data();
+    void sizesWhenNobodyLooks();
+    void requestWaitsForTheStore_data();
     void requestWaitsForTheStore();
+    void requestsWaitForTheNetwork();
     void forcedCheckRestartsTheTimer();
     void newDomain();
 
 private:
-    void makeClient();
-    template <typename T>
-    T *contextObject(const char *name) const;
-    void goReady();
-
-    SimulatorClient m_services{QStringLiteral("Services")};
-    SimulatorClient m_storeSimulator{QStringLiteral("Store")};
-    std::unique_ptr<KioskClient> m_client;
-    OrvikStore *m_store = nullptr;
-    PackageHandler *m_handler = nullptr;
-    Service *m_service = nullptr;
+    void goOnline(bool online);
+    void offerInStore();
 };
 
-void TstKioskClientOsUpdate::init()
+void TstKioskClientOsUpdate::goOnline(bool online)
 {
-    m_services.command(QStringLiteral("reset"));
-    m_storeSimulator.command(QStringLiteral("reset"));
-    QVERIFY(SceneFile::writeMain());
-    cacheDirectory().removeRecursively();
-    QVERIFY(cacheDirectory().mkpath(QStringLiteral(".")));
+    m_services.command(
+        QStringLiteral("connman"),
+        {{QStringLiteral("state"), online ? QStringLiteral("online") : QStringLiteral("idle")}});
+    QTRY_COMPARE(m_store->isOnline(), online);
 }
 
-void TstKioskClientOsUpdate::cleanup()
+void TstKioskClientOsUpdate::offerInStore()
 {
-    m_client.reset();
-    MDeclarativeCache::qQuickView()->close();
-}
-
-template <typename T>
-T *TstKioskClientOsUpdate::contextObject(const char *name) const
-{
-    const QVariant value =
-        MDeclarativeCache::qQuickView()->rootContext()->contextProperty(QLatin1String(name));
-    return qobject_cast<T *>(value.value<QObject *>());
-}
-
-void TstKioskClientOsUpdate::makeClient()
-{
-    m_client = std::make_unique<KioskClient>(QStringList());
-    QVERIFY(m_client->hasService());
-    QVERIFY(QMetaObject::invokeMethod(m_client.get(), "slotCreateUi"));
-    m_store = contextObject<OrvikStore>("orvikStore");
-    m_handler = contextObject<PackageHandler>("packageHandler");
-    m_service = m_client->findChild<Service *>();
-    QVERIFY(m_store && m_handler && m_service);
-    QTRY_VERIFY(!m_handler->isBusy());
-}
-
-void TstKioskClientOsUpdate::goReady()
-{
-    QTRY_VERIFY(m_store->isOnline());
-    m_store->tryConnect();
-    QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), OrvikStore::Ready, 20000);
+    m_storeSimulator.command(QStringLiteral("osupdate"),
+                             {{QStringLiteral("version"), QStringLiteral("4.0.0.1")}});
 }
 
 void TstKioskClientOsUpdate::cachedOffer_data()
@@ -152,16 +134,15 @@ void TstKioskClientOsUpdate::cachedOffer()
         file.setValue(QStringLiteral("downloaded"), downloaded);
     }
     QCOMPARE(::chown(qPrintable(cacheFile()), 0, gid_t(group)), 0);
-    if (!counts)
-        QTest::ignoreMessage(QtWarningMsg, "Fake OS info cache detected!");
-    makeClient();
+    openScene();
+    QCOMPARE(logged("Fake OS info cache detected!"), int(!counts));
     QCOMPARE(m_handler->upgradeProgress(), progress);
     QCOMPARE(QFileInfo::exists(cacheFile()), counts);
 
     QSignalSpy told(m_service, &Service::osUpdateInfo);
     QSignalSpy status(m_service, &Service::osUpdateStatusChanged);
     QSignalSpy amount(m_service, &Service::osUpdateProgressChanged);
-    m_client->findChild<DBusConnector *>()->checkForOsUpdate(false, true);
+    m_connector->checkForOsUpdate(false, true);
     QCOMPARE(told.size(), 1);
     QCOMPARE(told.at(0).at(0).toString(), counts ? QStringLiteral("4.0") : running);
     QCOMPARE(told.at(0).at(1).toString(),
@@ -172,7 +153,7 @@ void TstKioskClientOsUpdate::cachedOffer()
     QCOMPARE(status.at(0).at(0).toInt(), counts ? 2 : 1);
     QCOMPARE(amount.size(), progress == 100 ? 1 : 0);
 
-    QVERIFY(QMetaObject::invokeMethod(m_client.get(), "slotUpgradeInstalled"));
+    call("slotUpgradeInstalled");
     QVERIFY(!QFileInfo::exists(cacheFile()));
 }
 
@@ -196,7 +177,7 @@ void TstKioskClientOsUpdate::announcement()
 {
     QFETCH(QString, version);
     QFETCH(QString, cover);
-    makeClient();
+    openScene();
     QSignalSpy told(m_service, &Service::osUpdateInfo);
     QSignalSpy status(m_service, &Service::osUpdateStatusChanged);
     OsInfo info;
@@ -207,21 +188,22 @@ void TstKioskClientOsUpdate::announcement()
     QTEST(status.at(0).at(0).toInt(), "status");
     QTEST(told.at(0).at(0).toString(), "toldVersion");
     QTEST(told.at(0).at(3).toString(), "toldCover");
-    const QSettings file(cacheFile(), QSettings::IniFormat);
-    QCOMPARE(file.value(QStringLiteral("version")).toString(), version);
-    QCOMPARE(file.value(QStringLiteral("cover")).toString(), cover);
-    QCOMPARE(file.value(QStringLiteral("downloaded")).toBool(), false);
+    QCOMPARE(cached("version").toString(), version);
+    QCOMPARE(cached("cover").toString(), cover);
+    QCOMPARE(cached("downloaded").toBool(), false);
 }
 
 void TstKioskClientOsUpdate::repeatedOfferKeepsItsSizes()
 {
-    m_services.command(QStringLiteral("connman"),
-                       {{QStringLiteral("state"), QStringLiteral("idle")}});
-    makeClient();
-    QTRY_VERIFY(!m_store->isOnline());
+    openScene();
+    goOnline(false);
     Q_EMIT m_handler->osUpdateInfo(offer(QStringLiteral("4.0")));
-    Q_EMIT m_handler->osUpdateSize(700, 0, -5);
     QSignalSpy told(m_service, &Service::osUpdateInfo);
+    Q_EMIT m_handler->osUpdateSize(5000000000LL, 0, -5);
+    QCOMPARE(told.takeFirst().mid(6), (QVariantList{5000000000LL, 0LL, -5LL}));
+    QCOMPARE(cached("downloadSize").toLongLong(), 5000000000LL);
+    QCOMPARE(cached("installSize").toLongLong(), 0LL);
+    QCOMPARE(cached("removeSize").toLongLong(), -5LL);
     OsInfo again = offer(QStringLiteral("4.0"));
     again.codeName = QStringLiteral("Renamed");
     again.downloadSize = 1;
@@ -229,7 +211,7 @@ void TstKioskClientOsUpdate::repeatedOfferKeepsItsSizes()
     Q_EMIT m_handler->osUpdateInfo(again);
     QCOMPARE(told.size(), 1);
     QCOMPARE(told.at(0).at(1).toString(), QStringLiteral("Renamed"));
-    QCOMPARE(told.at(0).mid(6), (QVariantList{700LL, -1LL, -1LL}));
+    QCOMPARE(told.at(0).mid(6), (QVariantList{5000000000LL, -1LL, -1LL}));
 
     // Another version brings sizes of its own.
     Q_EMIT m_handler->osUpdateInfo(offer(QStringLiteral("4.1")));
@@ -237,21 +219,9 @@ void TstKioskClientOsUpdate::repeatedOfferKeepsItsSizes()
     QCOMPARE(m_handler->distUpgradeStatus(), PackageHandler::DistUpgradeUnknown);
 }
 
-void TstKioskClientOsUpdate::sizesAreKept()
-{
-    makeClient();
-    QSignalSpy told(m_service, &Service::osUpdateInfo);
-    Q_EMIT m_handler->osUpdateSize(5000000000LL, -1, 3);
-    QCOMPARE(told.at(0).mid(6), (QVariantList{5000000000LL, -1LL, 3LL}));
-    const QSettings file(cacheFile(), QSettings::IniFormat);
-    QCOMPARE(file.value(QStringLiteral("downloadSize")).toLongLong(), 5000000000LL);
-    QCOMPARE(file.value(QStringLiteral("installSize")).toLongLong(), -1LL);
-    QCOMPARE(file.value(QStringLiteral("removeSize")).toLongLong(), 3LL);
-}
-
 void TstKioskClientOsUpdate::progress()
 {
-    makeClient();
+    openScene();
     const auto downloaded = [] {
         int count = 0;
         const auto all = Notification::notifications();
@@ -260,118 +230,185 @@ void TstKioskClientOsUpdate::progress()
         return count;
     };
     QSignalSpy told(m_service, &Service::osUpdateProgressChanged);
-    for (const int value : {-1, 0, 50, 101}) {
+    for (const int value : {-1, 0, 50, 101, 100}) {
         m_handler->setUpgradeProgress(value);
         Q_EMIT m_handler->upgradeProgressChanged();
         QCOMPARE(told.takeFirst().at(0).toInt(), value);
-        QVERIFY(!QFileInfo::exists(cacheFile()));
-        QCOMPARE(downloaded(), 0);
+        QCOMPARE(QFileInfo::exists(cacheFile()), value == 100);
+        QCOMPARE(downloaded(), int(value == 100));
+        // Whoever asks for an offer learns of any progress but none.
+        m_connector->publishOsUpdateStatus(OsUpdateOffered);
+        QCOMPARE(told.size(), int(value != 0));
+        told.clear();
     }
-    m_handler->setUpgradeProgress(100);
-    Q_EMIT m_handler->upgradeProgressChanged();
-    QCOMPARE(told.takeFirst().at(0).toInt(), 100);
-    QCOMPARE(downloaded(), 1);
-    QVERIFY(
-        QSettings(cacheFile(), QSettings::IniFormat).value(QStringLiteral("downloaded")).toBool());
+    QVERIFY(cached("downloaded").toBool());
 }
 
-void TstKioskClientOsUpdate::noCheckDuringAnUpdate_data()
+void TstKioskClientOsUpdate::looksOrTells_data()
 {
-    QTest::addColumn<int>("progress");
-    QTest::addColumn<bool>("checks");
-    QTest::newRow("install at its start") << -1 << true;
-    QTest::newRow("nothing") << 0 << true;
-    QTest::newRow("download at its start") << 1 << false;
-    QTest::newRow("downloaded") << 100 << false;
+    QTest::addColumn<bool>("forced");
+    QTest::addColumn<int>("method"); // -1: not set
+    QTest::addColumn<QString>("bearer");
+    QTest::addColumn<int>("progress"); // of an update
+    QTest::addColumn<QString>("seen"); // "looks", "tells" what is known already, or nothing
+
+    const QString wifi = QStringLiteral("wifi");
+    const QString cellular = QStringLiteral("cellular");
+    QTest::newRow("by default on wifi") << false << -1 << wifi << 0 << "looks";
+    QTest::newRow("by default not on mobile data") << false << -1 << cellular << 0 << "tells";
+    QTest::newRow("set to any") << false << 2 << cellular << 0 << "looks";
+    QTest::newRow("set to never") << false << 0 << wifi << 0 << "tells";
+    QTest::newRow("forced") << true << 0 << cellular << 0 << "looks";
+    QTest::newRow("install at its start") << true << -1 << wifi << -1 << "looks";
+    QTest::newRow("download at its start") << true << -1 << wifi << 1 << "";
+    QTest::newRow("downloaded") << true << -1 << wifi << 100 << "";
 }
 
-void TstKioskClientOsUpdate::noCheckDuringAnUpdate()
+void TstKioskClientOsUpdate::looksOrTells()
 {
+    QFETCH(bool, forced);
+    QFETCH(int, method);
+    QFETCH(QString, bearer);
     QFETCH(int, progress);
-    QFETCH(bool, checks);
-    makeClient();
+    QVERIFY(setMethod(method));
+    m_services.command(QStringLiteral("connman"), {{QStringLiteral("type"), bearer}});
+    openScene();
     goReady();
     QTRY_VERIFY(!m_handler->isBusy());
     m_handler->setUpgradeProgress(progress);
     QSignalSpy changed(m_store, &OrvikStore::osUpdateStatusChanged);
-    m_client->findChild<DBusConnector *>()->checkForOsUpdate(true, true);
-    QCOMPARE(changed.size(), checks ? 1 : 0);
+    QSignalSpy told(m_service, &Service::osUpdateInfo);
+    m_connector->checkForOsUpdate(true, forced);
+    const QString seen = changed.size() == 1 ? QStringLiteral("looks")
+        : told.size() == 1                   ? QStringLiteral("tells")
+                                             : QString();
+    QTEST(seen, "seen");
+    QVERIFY(setMethod(-1));
 }
 
 /** The first closing of the window makes the one automatic check of a run, and sizes. */
 void TstKioskClientOsUpdate::looksOnceByItself()
 {
-    m_storeSimulator.command(QStringLiteral("osupdate"),
-                             {{QStringLiteral("version"), QStringLiteral("4.0.0.1")}});
-    makeClient();
+    offerInStore();
+    openScene();
     goReady();
     QSignalSpy status(m_service, &Service::osUpdateStatusChanged);
     QSignalSpy told(m_service, &Service::osUpdateInfo);
     QSignalSpy sizes(m_handler, &PackageHandler::osUpdateSize);
-    MDeclarativeCache::qQuickView()->show();
+    m_view->show();
     QCOMPARE(status.size(), 0);
-    MDeclarativeCache::qQuickView()->close();
+    m_view->close();
     QCOMPARE(status.value(0).value(0).toInt(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(sizes.size(), 1, 20000);
     QCOMPARE(told.constLast().at(0).toString(), QStringLiteral("4.0.0.1"));
 
     QSignalSpy changed(m_store, &OrvikStore::osUpdateStatusChanged);
-    MDeclarativeCache::qQuickView()->show();
-    MDeclarativeCache::qQuickView()->close();
+    m_view->show();
+    m_view->close();
     QCOMPARE(changed.size(), 0);
+}
+
+void TstKioskClientOsUpdate::sizesWhenNobodyLooks_data()
+{
+    QTest::addColumn<Deed>("leave");
+    QTest::newRow("closed") << Deed([this] { m_view->close(); });
+    QTest::newRow("in the background")
+        << Deed([] { Q_EMIT qGuiApp->applicationStateChanged(Qt::ApplicationInactive); });
+}
+
+/** A window that is opened again during the automatic check puts the sizes off. */
+void TstKioskClientOsUpdate::sizesWhenNobodyLooks()
+{
+    QFETCH(Deed, leave);
+    offerInStore();
+    openScene();
+    goReady();
+    QSignalSpy sizes(m_handler, &PackageHandler::osUpdateSize);
+    m_view->show();
+    m_view->close();
+    m_view->show();
+    m_view->requestActivate();
+    QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
+    QTRY_VERIFY_WITH_TIMEOUT(cached("version").toString() == QLatin1String("4.0.0.1"), 20000);
+    QCOMPARE(m_handler->distUpgradeStatus(), PackageHandler::DistUpgradeUnknown);
+    leave();
+    QTRY_COMPARE_WITH_TIMEOUT(sizes.size(), 1, 20000);
+}
+
+void TstKioskClientOsUpdate::requestWaitsForTheStore_data()
+{
+    QTest::addColumn<int>("mode"); // of the device
+    QTest::addColumn<bool>("waits");
+    QTest::newRow("that release") << 0 << true;
+    // Such a device has only one release at a time.
+    QTest::newRow("a device without isolation") << 2 << false;
 }
 
 void TstKioskClientOsUpdate::requestWaitsForTheStore()
 {
-    m_storeSimulator.command(QStringLiteral("osupdate"),
-                             {{QStringLiteral("version"), QStringLiteral("4.0.0.1")}});
-    makeClient();
+    QFETCH(int, mode);
+    QFETCH(bool, waits);
+    offerInStore();
+    m_services.command(QStringLiteral("rdm"), {{QStringLiteral("release/mode"), mode}});
+    openScene();
     QTRY_VERIFY(m_store->isOnline());
     QSignalSpy told(m_store, &OrvikStore::osUpdateInfo);
-    m_client->findChild<DBusConnector *>()->osUpdateSet(QStringLiteral("4.0.0.1"));
-    QVERIFY(m_services.entries(QStringLiteral("settings.showBranwickOs")).isEmpty());
-    QTRY_COMPARE_WITH_TIMEOUT(told.size(), 1, 20000);
-    QCOMPARE(told.at(0).at(0).value<OsInfo>().version, QStringLiteral("4.0.0.1"));
-    QVERIFY(!m_services.waitForKind(QStringLiteral("settings.showBranwickOs")).isEmpty());
-    QCOMPARE(m_services.entries(QStringLiteral("settings.showBranwickOs")).size(), 1);
+    m_connector->osUpdateSet(QStringLiteral("4.0.0.1"));
+    QCOMPARE(logged("Requested for an unspecified OS update."), int(!waits));
+    const QString page = QStringLiteral("settings.showBranwickOs");
+    if (waits) {
+        QVERIFY(m_services.entries(page).isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(told.size(), 1, 20000);
+        QCOMPARE(told.at(0).at(0).value<OsInfo>().version, QStringLiteral("4.0.0.1"));
+    }
+    QVERIFY(!m_services.waitForKind(page).isEmpty());
+    QCOMPARE(m_services.entries(page).size(), 1);
+}
+
+/** Both kinds share one release, which goes to the kind that was the first to wait. */
+void TstKioskClientOsUpdate::requestsWaitForTheNetwork()
+{
+    openScene();
+    goOnline(false);
+    m_connector->getOsUpdateSize(QStringLiteral("5.1"));
+    m_connector->downloadOsUpdate(QStringLiteral("5.2"));
+    QCOMPARE(logged("PackageHandler::getOsUpdateSize"), 0);
+    goOnline(true);
+    QTRY_COMPARE(logged("PackageHandler::getOsUpdateSize(const QString&) \"5.2\""), 1);
+    // It stays first, and is told once.
+    goOnline(false);
+    m_connector->getOsUpdateSize(QStringLiteral("5.3"));
+    m_connector->downloadOsUpdate(QStringLiteral("5.4"));
+    goOnline(true);
+    QTRY_COMPARE(logged("PackageHandler::getOsUpdateSize(const QString&) \"5.4\""), 1);
+    QCOMPARE(logged("PackageHandler::getOsUpdateSize"), 2);
+    QCOMPARE(logged("PackageHandler::upgrade("), 0);
 }
 
 void TstKioskClientOsUpdate::forcedCheckRestartsTheTimer()
 {
-    makeClient();
-    auto *timer = m_client->findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
-    auto *connector = m_client->findChild<DBusConnector *>();
-    timer->setTimerType(Qt::PreciseTimer);
-    timer->start(120000);
-    QTRY_VERIFY(timer->remainingTime() < 119990);
-    connector->checkForOsUpdate(true, true);
-    QVERIFY(timer->remainingTime() > 119990);
-    timer->stop();
-    connector->checkForOsUpdate(true, true);
-    QVERIFY(!timer->isActive());
+    openScene();
+    timer()->setTimerType(Qt::PreciseTimer);
+    timer()->start(120000);
+    QTRY_VERIFY(timer()->remainingTime() < 119990);
+    m_connector->checkForOsUpdate(true, true);
+    QVERIFY(timer()->remainingTime() > 119990);
+    timer()->stop();
+    m_connector->checkForOsUpdate(true, true);
+    QVERIFY(!timer()->isActive());
 }
 
 void TstKioskClientOsUpdate::newDomain()
 {
-    makeClient();
-    QTest::ignoreMessage(QtDebugMsg, "void KioskClient::slotRdmRegistrationChanged() \"fjord\"");
+    openScene();
     m_services.command(QStringLiteral("registration"),
                        {{QStringLiteral("domain"), QStringLiteral("fjord")}});
-    // The message is checked at the end of this test; a call of our own follows the signal.
-    m_services.command(QStringLiteral("notifications-list"));
-    QCoreApplication::processEvents();
+    QTRY_COMPARE(logged("slotRdmRegistrationChanged() \"fjord\""), 1);
 }
 
 int main(int argc, char *argv[])
 {
-    QGuiApplication *application = MDeclarativeCache::qApplication(argc, argv);
-    int status = 0;
-    {
-        TstKioskClientOsUpdate test;
-        status = QTest::qExec(&test, argc, argv);
-    }
-    delete application;
-    return status;
+    return runClientTest<TstKioskClientOsUpdate>(argc, argv);
 }
 
 #include "tst_kioskclientosupdate.moc"
