@@ -1,5 +1,6 @@
 #include "account.h"
 #include "accountmanager.h"
+#include "runself.h"
 #include "text.h"
 
 #include <Accounts/Account>
@@ -7,7 +8,6 @@
 #include <Accounts/Service>
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -33,19 +33,10 @@ public:
 
 const QList<int> written{Account::StatusSyncing, Account::StatusSynced};
 
-/** Another program, which does what main() says of @p mode; its exit status, or -1. */
-int runSelf(const QString &mode, int identifier, const QByteArray &variable = {},
-            const QString &value = QString())
+/** Another program, which does what main() says of @p mode. */
+QStringList arguments(const char *mode, int identifier)
 {
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    if (!variable.isEmpty())
-        environment.insert(QString::fromLatin1(variable), value);
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {mode, QString::number(identifier)});
-    const bool ended = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
-    return ended ? process.exitCode() : -1;
+    return {text(mode), QString::number(identifier)};
 }
 
 /** Writes a value with whatever the environment leaves; see main(). */
@@ -109,13 +100,13 @@ private:
 
 void TstAccount::init()
 {
-    m_identifier = runSelf(text("make"), 0);
+    m_identifier = runSelf(arguments("make", 0));
     QVERIFY(m_identifier > 0);
 }
 
 void TstAccount::cleanup()
 {
-    QVERIFY(runSelf(text("remove"), m_identifier) >= 0);
+    QVERIFY(runSelf(arguments("remove", m_identifier)) >= 0);
 }
 
 void TstAccount::findsTheAccountsOfAProvider()
@@ -217,19 +208,20 @@ void TstAccount::mayGoWhileItWrites()
 
 void TstAccount::worksWithLess_data()
 {
-    QTest::addColumn<QByteArray>("variable");
+    QTest::addColumn<QString>("variable");
     QTest::addColumn<QString>("value");
 
-    QTest::newRow("without a bus")
-        << QByteArray("DBUS_SESSION_BUS_ADDRESS") << text("unix:path=/nowhere");
-    QTest::newRow("without GLib's main loop") << QByteArray("QT_NO_GLIB") << text("1");
+    QTest::newRow("without a bus") << "DBUS_SESSION_BUS_ADDRESS"
+                                   << "unix:path=/nowhere";
+    QTest::newRow("without GLib's main loop") << "QT_NO_GLIB"
+                                              << "1";
 }
 
 void TstAccount::worksWithLess()
 {
-    QFETCH(QByteArray, variable);
+    QFETCH(QString, variable);
     QFETCH(QString, value);
-    QCOMPARE(runSelf(text("write"), m_identifier, variable, value), EXIT_SUCCESS);
+    QCOMPARE(runSelf(arguments("write", m_identifier), variable, value), EXIT_SUCCESS);
     AccountManager manager;
     QCOMPARE(manager.account(m_identifier)->configurationValues(service).value(text("elsewhere")),
              QVariant(true));
@@ -240,7 +232,7 @@ void TstAccount::tellsOfItsRemoval()
     AccountManager manager;
     QPointer<Account> account = manager.account(m_identifier);
     const StatusRecord record(account);
-    QCOMPARE(runSelf(text("remove"), m_identifier), EXIT_SUCCESS);
+    QCOMPARE(runSelf(arguments("remove", m_identifier)), EXIT_SUCCESS);
 
     QTRY_COMPARE(record.statuses, QList<int>{Account::StatusDeleted});
     QVERIFY(!manager.account(m_identifier));

@@ -1,4 +1,5 @@
 #include "notification.h"
+#include "runself.h"
 #include "text.h"
 
 #include "simulatorclient.h"
@@ -8,7 +9,6 @@
 #include <QDBusReply>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -52,21 +52,6 @@ QStringList summaries()
     return list;
 }
 
-/** What a later process of the application does; see main(). */
-bool runSelf(const QString &mode, const QString &busAddress = QString())
-{
-    QProcess process;
-    if (!busAddress.isNull()) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), busAddress);
-        process.setProcessEnvironment(environment);
-    }
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {mode});
-    return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit
-        && process.exitCode() == 0;
-}
-
 } // namespace
 
 class TstNotification : public QObject
@@ -96,14 +81,14 @@ private:
 
 void TstNotification::init()
 {
-    m_services.command(text("reset"));
-    m_services.command(text("notifications-restart"));
+    m_services.command("reset");
+    m_services.command("notifications-restart");
     QVERIFY(Notification::notifications().isEmpty());
 }
 
 QJsonArray TstNotification::shown()
 {
-    return m_services.command(text("notifications-list"))[QLatin1String("notifications")].toArray();
+    return m_services.command("notifications-list")[QLatin1String("notifications")].toArray();
 }
 
 void TstNotification::saysOnTheBusWhatItHolds()
@@ -182,7 +167,7 @@ void TstNotification::isFoundUntilClosed()
 
 void TstNotification::isFoundByALaterProcess()
 {
-    QVERIFY(runSelf(text("publish")));
+    QCOMPARE(runSelf({text("publish")}), EXIT_SUCCESS);
 
     const auto found = Notification::notifications();
     QCOMPARE(found.size(), 1);
@@ -204,7 +189,7 @@ void TstNotification::becomesVoidWithTheServer()
 {
     const uint id = publishSummary(text("one"));
     const auto kept = Notification::notifications();
-    m_services.command(text("notifications-restart"));
+    m_services.command("notifications-restart");
     QVERIFY(Notification::notifications().isEmpty());
 
     // The number now belongs to another application's notification.
@@ -242,9 +227,9 @@ void TstNotification::tapMakesTheRemoteCall()
     if (publisher == QLatin1String("this process"))
         publishSummary(text("one"));
     else if (publisher == QLatin1String("earlier process"))
-        QVERIFY(runSelf(text("publish")));
+        QCOMPARE(runSelf({text("publish")}), EXIT_SUCCESS);
     else
-        QVERIFY(runSelf(text("publish-as-another")));
+        QCOMPARE(runSelf({text("publish-as-another")}), EXIT_SUCCESS);
     QCOMPARE(shown().size(), 1);
     static_cast<void>(Notification::notifications());
 
@@ -268,7 +253,7 @@ void TstNotification::tapMakesTheRemoteCall()
 
 void TstNotification::isNotRecordedWhenRefused()
 {
-    m_services.command(text("error"), {{text("method"), text("notification.notify")}});
+    m_services.command("error", R"({"method": "notification.notify"})");
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(text("Could not publish")));
     QCOMPARE(publishSummary(text("one")), 0U);
     QVERIFY(Notification::notifications().isEmpty());
@@ -308,7 +293,7 @@ void TstNotification::survivesABrokenRecord()
 
 void TstNotification::doesNothingWithoutABus()
 {
-    QVERIFY(runSelf(text("without-bus"), text("unix:path=/nowhere")));
+    QCOMPARE(runSelfWithoutBus({text("without-bus")}), EXIT_SUCCESS);
 }
 
 int main(int argc, char *argv[])
