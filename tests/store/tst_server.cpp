@@ -91,7 +91,7 @@ private Q_SLOTS:
     void discoveryMeetsFaults();
     void categoriesOverTwoPages();
     void transfersFail();
-    void nothingIsSentTooEarly();
+    void refusesWithoutEndpoint();
     void sends_data();
     void sends();
     void reviewsNeedAProfile();
@@ -100,7 +100,6 @@ private Q_SLOTS:
     void listStopsWhenCancelled();
     void pagesByItself();
     void foldsEqualFetches();
-    void endlessPagingBlocksNobody();
     void goesOnline();
     void comingOnlineCutsTransfers();
     void challengeIsAnsweredOnce();
@@ -309,31 +308,16 @@ void TstServer::transfersFail()
     QCOMPARE(m_store.requests(text("/static/i")).size(), 0);
 }
 
-void TstServer::nothingIsSentTooEarly()
+void TstServer::refusesWithoutEndpoint()
 {
-    Server &server = *m_server;
-    const QString id = text("1");
-    QVERIFY(!server.requestApplications(Expression::ConstPtr(new Scope(3, new Hidden))));
     QTest::ignoreMessage(QtWarningMsg, "Too early to request for feed items!");
-    QVERIFY(!server.requestFeedItems(1));
-    QVERIFY(!server.requestReviews(id, 1));
-    QVERIFY(!server.sendReview(QString(), id, id, id));
-    QVERIFY(!server.requestLikes(id, 1));
-    QVERIFY(!server.requestIsLiked(id));
-    QVERIFY(!server.like(id));
-    QVERIFY(!server.unlike(id));
-    QVERIFY(!server.requestSearchCompletions(id));
-    QVERIFY(!server.postStoreInstalled(id));
-    QVERIFY(!server.postStoreUninstalled(id));
-    QVERIFY(!server.activateBackplate(id));
+    QVERIFY(!m_server->requestFeedItems(1));
     QTest::ignoreMessage(QtWarningMsg, "Profile endpoint not available on server.");
-    server.reportDeveloperModeEnabled();
-
-    // Connected, a tree that selects no endpoint is still refused.
+    m_server->reportDeveloperModeEnabled();
     QVERIFY(discover());
-    QVERIFY(!server.requestApplications({}));
-    QVERIFY(!server.requestApplications(Expression::ConstPtr(new Limit(1, new Hidden))));
-    QVERIFY(!server.requestApplications(Expression::ConstPtr(new Scope(4, new Hidden))));
+    QVERIFY(!m_server->requestApplications({}));
+    QVERIFY(!m_server->requestApplications(Expression::ConstPtr(new Limit(1, new Hidden))));
+    QVERIFY(!m_server->requestApplications(Expression::ConstPtr(new Scope(4, new Hidden))));
 }
 
 void TstServer::sends_data()
@@ -341,13 +325,14 @@ void TstServer::sends_data()
     QTest::addColumn<Send>("send");
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("body");
+    QTest::addColumn<bool>("waits"); // for the discovery
 
     const auto row = [](const char *name, const char *line, const Send &send,
-                        const QString &body = QString()) {
+                        const QString &body = QString(), bool waits = true) {
         QTest::newRow(name) << send
                             << text(line).replace(text("STANDARD"),
                                                   text("device=fjord&domain=sales&osversion=3.2.1"))
-                            << body;
+                            << body << waits;
     };
     const auto list = [&row](const char *name, const char *line, Expression *tree) {
         const Expression::ConstPtr shared(tree);
@@ -366,7 +351,9 @@ void TstServer::sends_data()
 
     const auto fetch = [&row](const char *name, const char *line,
                               void (Server::*request)(const QString &), const char *what) {
-        row(name, line, [=](Server &server) { return (server.*request)(text(what)), nullptr; });
+        row(
+            name, line, [=](Server &server) { return (server.*request)(text(what)), nullptr; },
+            QString(), false);
     };
     fetch("application", "GET /api/v001/application/a-1/", &Server::requestApplicationData, "a-1");
     fetch("company", "GET /api/v001/company/c-1/", &Server::requestCompany, "c-1");
@@ -421,7 +408,13 @@ void TstServer::sends_data()
 void TstServer::sends()
 {
     QFETCH(Send, send);
+    QFETCH(bool, waits);
     m_server->setOsVersion(text("3.2.1"));
+    if (waits) {
+        // Without an endpoint there is nobody to ask.
+        QVERIFY(!send(*m_server));
+        QCOMPARE(requests(), QStringList());
+    }
     QVERIFY(discover());
     // A status that ends everything at once, so that one request is what is seen.
     m_store.fault(text("/"), R"({"do": "status", "status": 403})");
@@ -544,21 +537,6 @@ void TstServer::foldsEqualFetches()
         m_server->requestCompany(text("c-1"));
         QTRY_COMPARE(failure.count(), failures);
     }
-}
-
-void TstServer::endlessPagingBlocksNobody()
-{
-    m_store.fault(text("/api/v001/category/"), R"({"do": "page-loop"})");
-    QSignalSpy categories(m_server.get(), &Server::category);
-    QSignalSpy ready(m_server.get(), &Server::ready);
-    QSignalSpy failure(m_server.get(), &Server::failure);
-    m_server->connectToServer();
-    QTRY_VERIFY(categories.count() > 100);
-    m_server->requestCompany(text("missing"));
-    QVERIFY(failure.wait());
-    QCOMPARE(ready.count(), 0);
-    m_store.command("clear-faults");
-    QVERIFY(ready.wait());
 }
 
 void TstServer::goesOnline()
