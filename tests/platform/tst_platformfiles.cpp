@@ -61,7 +61,6 @@ private Q_SLOTS:
     void configurationValue();
     void configurationValueWithoutBus();
     void desktopFiles();
-    void desktopFilesOfBadDatabase_data();
     void desktopFilesOfBadDatabase();
 
 private:
@@ -263,25 +262,18 @@ void TstPlatformFiles::desktopFiles()
     QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/A.desktop")), QString());
 }
 
-void TstPlatformFiles::desktopFilesOfBadDatabase_data()
-{
-    QTest::addColumn<QByteArray>("content");
-
-    QTest::newRow("no file") << QByteArray();
-    QTest::newRow("empty file, so no table") << QByteArray("");
-    QTest::newRow("no database") << QByteArray(8192, 'x');
-    QTest::newRow("cut") << QByteArray("SQLite format 3\0\x10\0\1\1\0@  \0\0\0\1", 28);
-}
-
 void TstPlatformFiles::desktopFilesOfBadDatabase()
 {
-    QFETCH(QByteArray, content);
-    QFile::remove(desktopDatabase);
-    QVERIFY(content.isNull() || write(desktopDatabase, content));
-
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")), QStringList());
-    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/z.desktop")), QString());
-    QCOMPARE(QFile::exists(desktopDatabase), !content.isNull());
+    // No file, no table, no database, a cut one.
+    const QByteArray contents[] = {QByteArray(), "", QByteArray(8192, 'x'),
+                                   QByteArray("SQLite format 3\0\x10\0\1\1\0@  \0\0\0\1", 28)};
+    for (const QByteArray &content : contents) {
+        QFile::remove(desktopDatabase);
+        QVERIFY(content.isNull() || write(desktopDatabase, content));
+        QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")), QStringList());
+        QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/z.desktop")), QString());
+        QCOMPARE(QFile::exists(desktopDatabase), !content.isNull());
+    }
 }
 
 int main(int argc, char *argv[])
