@@ -64,7 +64,6 @@ class TstDiskCache : public QObject
 private Q_SLOTS:
     void init();
 
-    void heapOrder_data();
     void heapOrder();
     void heapAgainstReference();
 
@@ -74,7 +73,6 @@ private Q_SLOTS:
     void lastUseSurvivesRestart();
     void readsWhatIsBeingWritten();
     void endWaitsForWrites();
-    void failedWriteGivesItsBytesBack_data();
     void failedWriteGivesItsBytesBack();
     void sameNameTwiceCountsTwice();
     void oldestRemovedByOthersBlocks();
@@ -138,39 +136,31 @@ void TstDiskCache::store(DiskCache &cache, const QString &name, int size)
     settle();
 }
 
-void TstDiskCache::heapOrder_data()
-{
-    QTest::addColumn<QString>("inserted"); // names with their times
-    QTest::addColumn<QString>("taken");
-
-    const auto row = [](const char *name, const char *inserted, const char *taken) {
-        QTest::newRow(name) << text(inserted) << text(taken);
-    };
-    row("oldest first", "a5 b3 c9 d1 e7", "d b a e c");
-    row("of two equal ones the first", "a1 b1", "a b");
-    row("a swap moves an equal one", "a1 b1 c1", "a c b");
-    row("a used one gets younger", "a1 b2 c3 a4", "b c a");
-    row("used again at the same time", "a1 b2 a1", "a b");
-    row("a known one never climbs", "a1 b2 c3 c0", "a c b");
-}
-
 void TstDiskCache::heapOrder()
 {
-    QFETCH(const QString, inserted);
-    QFETCH(const QString, taken);
-
-    LruHeap heap;
-    for (const QString &entry : inserted.split(blank))
-        heap.insert({entry.left(1), 1, entry.mid(1).toInt()});
-    QStringList names;
-    while (!heap.isEmpty()) {
-        const QString oldest = heap.oldest().name;
-        QVERIFY(heap.contains(oldest));
-        names.append(heap.takeOldest().name);
-        QCOMPARE(names.constLast(), oldest);
-        QVERIFY(!heap.contains(oldest));
+    // Names with their times, and the names in the order in which they are taken.
+    const std::pair<const char *, const char *> rows[] = {
+        {"a5 b3 c9 d1 e7", "d b a e c"}, // oldest first
+        {"a1 b1", "a b"}, // of two equal ones the first
+        {"a1 b1 c1", "a c b"}, // unless a swap moved it
+        {"a1 b2 c3 a4", "b c a"}, // a used one gets younger
+        {"a1 b2 a1", "a b"}, // used again at the same time
+        {"a1 b2 c3 c0", "a c b"}, // a known one never climbs
+    };
+    for (const auto &[inserted, taken] : rows) {
+        LruHeap heap;
+        const QStringList entries = text(inserted).split(blank);
+        for (const QString &entry : entries)
+            heap.insert({entry.left(1), 1, entry.mid(1).toInt()});
+        QStringList names;
+        while (!heap.isEmpty()) {
+            names.append(heap.oldest().name);
+            QVERIFY(heap.contains(names.constLast()));
+            QCOMPARE(heap.takeOldest().name, names.constLast());
+            QVERIFY(!heap.contains(names.constLast()));
+        }
+        QCOMPARE(names.join(blank), text(taken));
     }
-    QCOMPARE(names.join(blank), taken);
 }
 
 void TstDiskCache::heapAgainstReference()
@@ -283,44 +273,34 @@ void TstDiskCache::endWaitsForWrites()
         QCOMPARE(QFile(filePath(name)).size(), 1000);
 }
 
-void TstDiskCache::failedWriteGivesItsBytesBack_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("message");
-
-    const QByteArray notOpen("Cache error. Could not open cache for writing.");
-    QTest::newRow("a folder in the name") << "a/b" << notOpen;
-    QTest::newRow("another folder") << "../../nowhere/b" << notOpen;
-    QTest::newRow("no name") << "" << notOpen;
-    QTest::newRow("the folder itself") << "." << notOpen;
-    QTest::newRow("too long a name") << QString(300, QLatin1Char('n')) << notOpen;
-    QTest::newRow("no room on the disk")
-        << "full" << QByteArray("Cache error. Could not write to cache.");
-}
-
 void TstDiskCache::failedWriteGivesItsBytesBack()
 {
-    QFETCH(const QString, name);
-    QFETCH(const QByteArray, message);
+    // The last one lies on a disk without room, the others are no names of files here.
+    for (const QString &name : {text("a/b"), text("../../nowhere/b"), text(""), text("."),
+                                QString(300, QLatin1Char('n')), text("full")}) {
+        init();
+        makeFile("kept", 40, 10);
+        QVERIFY(QFile::link(text("/dev/full"), filePath(text("full"))));
+        DiskCache cache(m_folder->path(), 130);
+        {
+            // Both are under way at once, and each gives back what it carried.
+            const BlockedPool blocked;
+            cache.put(name, QByteArray(30, 'x'));
+            cache.put(name, QByteArray(60, 'x'));
+            QVERIFY(cache.contains(name));
+            const char *message = name == text("full")
+                ? "Cache error. Could not write to cache."
+                : "Cache error. Could not open cache for writing.";
+            QTest::ignoreMessage(QtDebugMsg, message);
+            QTest::ignoreMessage(QtDebugMsg, message);
+        }
+        QTRY_VERIFY(!cache.contains(name));
+        settle();
+        QVERIFY(cache.get(name).isEmpty());
 
-    makeFile("kept", 40, 10);
-    QVERIFY(QFile::link(text("/dev/full"), filePath(text("full"))));
-    DiskCache cache(m_folder->path(), 130);
-    {
-        // Both are under way at once, and each gives back what it carried.
-        const BlockedPool blocked;
-        cache.put(name, QByteArray(30, 'x'));
-        cache.put(name, QByteArray(60, 'x'));
-        QVERIFY(cache.contains(name));
-        QTest::ignoreMessage(QtDebugMsg, message.constData());
-        QTest::ignoreMessage(QtDebugMsg, message.constData());
+        store(cache, text("new"), 90);
+        QVERIFY(files().contains(text("kept")) && files().contains(text("new")));
     }
-    QTRY_VERIFY(!cache.contains(name));
-    settle();
-    QVERIFY(cache.get(name).isEmpty());
-
-    store(cache, text("new"), 90);
-    QVERIFY(files().contains(text("kept")) && files().contains(text("new")));
 }
 
 void TstDiskCache::sameNameTwiceCountsTwice()

@@ -1,4 +1,5 @@
 #include "notification.h"
+#include "runself.h"
 #include "text.h"
 
 #include "simulatorclient.h"
@@ -8,7 +9,6 @@
 #include <QDBusReply>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -52,21 +52,6 @@ QStringList summaries()
     return list;
 }
 
-/** What a later process of the application does; see main(). */
-bool runSelf(const QString &mode, const QString &busAddress = QString())
-{
-    QProcess process;
-    if (!busAddress.isNull()) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), busAddress);
-        process.setProcessEnvironment(environment);
-    }
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {mode});
-    return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit
-        && process.exitCode() == 0;
-}
-
 } // namespace
 
 class TstNotification : public QObject
@@ -77,14 +62,11 @@ private Q_SLOTS:
     void init();
     void saysOnTheBusWhatItHolds();
     void previewAloneIsSeenByEveryServer();
-    void isFoundUntilClosed_data();
     void isFoundUntilClosed();
     void isFoundByALaterProcess();
     void becomesVoidWithTheServer();
-    void tapMakesTheRemoteCall_data();
     void tapMakesTheRemoteCall();
     void isNotRecordedWhenRefused();
-    void survivesABrokenRecord_data();
     void survivesABrokenRecord();
     void doesNothingWithoutABus();
 
@@ -96,14 +78,14 @@ private:
 
 void TstNotification::init()
 {
-    m_services.command(text("reset"));
-    m_services.command(text("notifications-restart"));
+    m_services.command("reset");
+    m_services.command("notifications-restart");
     QVERIFY(Notification::notifications().isEmpty());
 }
 
 QJsonArray TstNotification::shown()
 {
-    return m_services.command(text("notifications-list"))[QLatin1String("notifications")].toArray();
+    return m_services.command("notifications-list")[QLatin1String("notifications")].toArray();
 }
 
 void TstNotification::saysOnTheBusWhatItHolds()
@@ -151,38 +133,29 @@ void TstNotification::previewAloneIsSeenByEveryServer()
     QCOMPARE(found[0]->summary(), QString());
 }
 
-void TstNotification::isFoundUntilClosed_data()
-{
-    QTest::addColumn<QString>("by");
-
-    QTest::newRow("closed by the application") << text("application");
-    QTest::newRow("dismissed by the user") << text("user");
-    QTest::newRow("tapped by the user") << text("tap");
-}
-
 void TstNotification::isFoundUntilClosed()
 {
-    QFETCH(QString, by);
-    const uint id = publishSummary(text("one"));
-    QVERIFY(publishSummary(text("other")) != id);
-    QCOMPARE(publishSummary(text("renewed"), id), id);
-    QCOMPARE(shown().size(), 2);
-    QCOMPARE(summaries(), (QStringList{text("other"), text("renewed")}));
+    // By the application, dismissed or tapped by the user.
+    for (const char *verb : {"", "notification-close", "notification-action"}) {
+        init();
+        const uint id = publishSummary(text("one"));
+        QVERIFY(publishSummary(text("other")) != id);
+        QCOMPARE(publishSummary(text("renewed"), id), id);
+        QCOMPARE(shown().size(), 2);
+        QCOMPARE(summaries(), (QStringList{text("other"), text("renewed")}));
 
-    const QJsonObject arguments{{text("id"), int(id)}};
-    if (by == QLatin1String("application"))
-        Notification::notifications().last()->close();
-    else if (by == QLatin1String("user"))
-        m_services.command(text("notification-close"), arguments);
-    else
-        m_services.command(text("notification-action"), arguments);
-    QTRY_COMPARE(summaries(), QStringList(text("other")));
-    QCOMPARE(shown().size(), 1);
+        if (*verb)
+            m_services.command(text(verb), {{text("id"), int(id)}});
+        else
+            Notification::notifications().last()->close();
+        QTRY_COMPARE(summaries(), QStringList(text("other")));
+        QCOMPARE(shown().size(), 1);
+    }
 }
 
 void TstNotification::isFoundByALaterProcess()
 {
-    QVERIFY(runSelf(text("publish")));
+    QCOMPARE(runSelf({text("publish")}), EXIT_SUCCESS);
 
     const auto found = Notification::notifications();
     QCOMPARE(found.size(), 1);
@@ -204,7 +177,7 @@ void TstNotification::becomesVoidWithTheServer()
 {
     const uint id = publishSummary(text("one"));
     const auto kept = Notification::notifications();
-    m_services.command(text("notifications-restart"));
+    m_services.command("notifications-restart");
     QVERIFY(Notification::notifications().isEmpty());
 
     // The number now belongs to another application's notification.
@@ -221,94 +194,79 @@ void TstNotification::becomesVoidWithTheServer()
     QCOMPARE(summaries(), QStringList(text("two")));
 }
 
-void TstNotification::tapMakesTheRemoteCall_data()
-{
-    QTest::addColumn<QString>("publisher");
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<int>("calls");
-
-    const QString tap = text("default");
-    QTest::newRow("tapped") << text("this process") << tap << 1;
-    QTest::newRow("published by an earlier process") << text("earlier process") << tap << 1;
-    QTest::newRow("another action") << text("this process") << text("settings") << 0;
-    QTest::newRow("of another application") << text("nobody here") << tap << 0;
-}
-
 void TstNotification::tapMakesTheRemoteCall()
 {
-    QFETCH(QString, publisher);
-    QFETCH(QString, action);
-    QFETCH(int, calls);
-    if (publisher == QLatin1String("this process"))
-        publishSummary(text("one"));
-    else if (publisher == QLatin1String("earlier process"))
-        QVERIFY(runSelf(text("publish")));
-    else
-        QVERIFY(runSelf(text("publish-as-another")));
-    QCOMPARE(shown().size(), 1);
-    static_cast<void>(Notification::notifications());
-
-    m_services.command(
-        text("notification-action"),
-        {{text("id"), shown()[0].toObject()[QLatin1String("id")]}, {text("action"), action}});
-    // A second one, whose call comes last, shows that the first has had its time.
-    Notification last;
-    fill(last);
-    last.setRemoteDBusCallArguments({text("last")});
-    last.publish();
-    m_services.command(text("notification-action"), {{text("id"), int(last.replacesId())}});
-    const auto isLast = [](const QJsonObject &entry) {
-        return entry[QLatin1String("arguments")].toArray().contains(text("last"))
-            && entry[QLatin1String("kind")].toString()
-            == QLatin1String("launcher.updatingFinished");
+    struct Row
+    {
+        const char *publisher; // the mode of another process; empty: this one
+        const char *action;
+        int calls;
     };
-    QVERIFY(!m_services.waitFor(isLast).isEmpty());
-    QCOMPARE(m_services.entries(text("launcher.updatingFinished")).size(), calls + 1);
+    const Row rows[] = {{"", "default", 1},
+                        {"publish", "default", 1},
+                        {"", "settings", 0},
+                        {"publish-as-another", "default", 0}};
+    for (const Row &row : rows) {
+        init();
+        if (*row.publisher)
+            QCOMPARE(runSelf({text(row.publisher)}), EXIT_SUCCESS);
+        else
+            publishSummary(text("one"));
+        QCOMPARE(shown().size(), 1);
+        static_cast<void>(Notification::notifications());
+        m_services.command(
+            text("notification-action"),
+            {{text("id"), shown().at(0)[QLatin1String("id")]}, {text("action"), text(row.action)}});
+        // A second one, whose call comes last, shows that the first has had its time.
+        Notification last;
+        fill(last);
+        last.setRemoteDBusCallArguments({text("last")});
+        last.publish();
+        m_services.command(text("notification-action"), {{text("id"), int(last.replacesId())}});
+        const QString call = text("launcher.updatingFinished");
+        QVERIFY(!m_services
+                     .waitFor([&call](const QJsonObject &entry) {
+                         return entry[QLatin1String("kind")].toString() == call
+                             && entry[QLatin1String("arguments")].toArray().contains(text("last"));
+                     })
+                     .isEmpty());
+        QCOMPARE(m_services.entries(call).size(), row.calls + 1);
+    }
 }
 
 void TstNotification::isNotRecordedWhenRefused()
 {
-    m_services.command(text("error"), {{text("method"), text("notification.notify")}});
+    m_services.command("error", R"({"method": "notification.notify"})");
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(text("Could not publish")));
     QCOMPARE(publishSummary(text("one")), 0U);
     QVERIFY(Notification::notifications().isEmpty());
 }
 
-void TstNotification::survivesABrokenRecord_data()
-{
-    QTest::addColumn<int>("length"); // of what is kept; negative: of other bytes
-
-    QTest::newRow("empty") << 0;
-    QTest::newRow("cut in its head") << 6;
-    QTest::newRow("cut in an entry") << 150;
-    QTest::newRow("something else") << -500;
-}
-
 void TstNotification::survivesABrokenRecord()
 {
-    QFETCH(int, length);
-    publishSummary(text("one"));
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
-    const QStringList files =
-        folder.entryList({QCoreApplication::applicationName() + QLatin1Char('*')}, QDir::Files);
-    QCOMPARE(files.size(), 1);
-    QFile file(folder.filePath(files[0]));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.size() > 150);
-    if (length >= 0)
-        QVERIFY(file.resize(length));
-    else
-        QCOMPARE(file.write(QByteArray(-length, '\xff')), qint64(-length));
-    file.close();
+    const QString pattern = QCoreApplication::applicationName() + QLatin1Char('*');
+    // Cut at the start, in its head and in an entry, and other bytes altogether.
+    for (const int length : {0, 6, 150, -1}) {
+        init();
+        publishSummary(text("one"));
+        const QStringList files = folder.entryList({pattern}, QDir::Files);
+        QCOMPARE(files.size(), 1);
+        QFile file(folder.filePath(files[0]));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.size() > 150);
+        QVERIFY(length < 0 ? file.write(QByteArray(500, '\xff')) == 500 : file.resize(length));
+        file.close();
 
-    QVERIFY(Notification::notifications().isEmpty());
-    publishSummary(text("two"));
-    QCOMPARE(summaries(), QStringList(text("two")));
+        QVERIFY(Notification::notifications().isEmpty());
+        publishSummary(text("two"));
+        QCOMPARE(summaries(), QStringList(text("two")));
+    }
 }
 
 void TstNotification::doesNothingWithoutABus()
 {
-    QVERIFY(runSelf(text("without-bus"), text("unix:path=/nowhere")));
+    QCOMPARE(runSelfWithoutBus({text("without-bus")}), EXIT_SUCCESS);
 }
 
 int main(int argc, char *argv[])

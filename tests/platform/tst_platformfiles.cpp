@@ -5,6 +5,7 @@
 #include "mdesktopentry.h"
 #include "mgconfitem.h"
 #include "rdm.h"
+#include "runself.h"
 #include "text.h"
 
 #include <QDir>
@@ -12,7 +13,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextStream>
 
 #include <unistd.h>
 
@@ -61,7 +61,6 @@ private Q_SLOTS:
     void configurationValue();
     void configurationValueWithoutBus();
     void desktopFiles();
-    void desktopFilesOfBadDatabase_data();
     void desktopFilesOfBadDatabase();
 
 private:
@@ -118,32 +117,30 @@ void TstPlatformFiles::releaseIsWrittenWhereItMay()
 void TstPlatformFiles::storedKey_data()
 {
     QTest::addColumn<QByteArray>("provider");
-    QTest::addColumn<QByteArray>("service");
     QTest::addColumn<QByteArray>("key");
     QTest::addColumn<QByteArray>("value"); // null for failure
 
-    const QByteArray none;
-    QTest::newRow("a key") << QByteArray("orvik") << QByteArray("orvik-store")
-                           << QByteArray("client_id") << QByteArray("a;b,c=%20@x");
-    QTest::newRow("no such key") << QByteArray("orvik") << QByteArray("orvik-store")
-                                 << QByteArray("client_secret") << none;
-    QTest::newRow("no such provider")
-        << QByteArray("other") << QByteArray("orvik-store") << QByteArray("client_id") << none;
-    QTest::newRow("no name at all") << none << none << none << none;
+    const auto row = [](const char *name, const char *provider, const char *key,
+                        const char *value) {
+        QTest::newRow(name) << QByteArray(provider) << QByteArray(key) << QByteArray(value);
+    };
+    row("a key", "orvik", "client_id", "a;b,c=%20@x");
+    row("no such key", "orvik", "client_secret", nullptr);
+    row("no such provider", "other", "client_id", nullptr);
+    row("no name at all", nullptr, nullptr, nullptr);
 }
 
 void TstPlatformFiles::storedKey()
 {
     QFETCH(QByteArray, provider);
-    QFETCH(QByteArray, service);
     QFETCH(QByteArray, key);
     QFETCH(QByteArray, value);
     QVERIFY(write(keyFile, "[orvik]\norvik-store/client_id=a;b,c=%20@x\nmail/client_id=m\n"));
 
     char *stored = nullptr;
-    const int result =
-        BranwickKeyProvider_storedKey(provider.isNull() ? nullptr : provider.constData(),
-                                      service.constData(), key.constData(), &stored);
+    const int result = BranwickKeyProvider_storedKey(
+        provider.isNull() ? nullptr : provider.constData(),
+        provider.isNull() ? nullptr : "orvik-store", key.constData(), &stored);
     const QByteArray found(stored);
     free(stored);
     QCOMPARE(result < 0, value.isNull());
@@ -154,41 +151,42 @@ void TstPlatformFiles::desktopEntry_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QString>("key");
-    QTest::addColumn<bool>("contained");
-    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("value"); // null if there is none
 
     const QByteArray entry = "# an Android application\n[Desktop Entry]\nName=Chess\n"
                              "Name[de]=Schach\nComment=a\\sb\\\\c\nExec=chess \\x %U\n"
                              "X-apkd-apkfile=/data/app/org.chess.apk\n[Other]\nName=Else\n";
-    const QString apkFile = text("Desktop Entry/X-apkd-apkfile");
-    QTest::newRow("of its group") << entry << apkFile << true << text("/data/app/org.chess.apk");
-    QTest::newRow("same key, other group") << entry << text("Other/Name") << true << text("Else");
-    QTest::newRow("translated") << entry << text("Desktop Entry/Name[de]") << true
-                                << text("Schach");
-    QTest::newRow("escapes") << entry << text("Desktop Entry/Comment") << true << text("a b\\c");
-    QTest::newRow("wrong escape stays")
-        << entry << text("Desktop Entry/Exec") << true << text("chess \\x %U");
-    QTest::newRow("no group") << entry << text("X-apkd-apkfile") << false << QString();
-    QTest::newRow("breaks off in mid-file") << entry + "[no end\n" << apkFile << false << QString();
-    QTest::newRow("no text at all") << QByteArray("\x7f"
-                                                  "ELF\0\1\2",
-                                                  7)
-                                    << apkFile << false << QString();
-    QTest::newRow("no file") << QByteArray() << apkFile << false << QString();
+    const auto row = [](const char *name, const QByteArray &content, const char *key,
+                        const char *value) {
+        QTest::newRow(name) << content << text(key) << text(value);
+    };
+    const char apkFile[] = "Desktop Entry/X-apkd-apkfile";
+    row("of its group", entry, apkFile, "/data/app/org.chess.apk");
+    row("same key, other group", entry, "Other/Name", "Else");
+    row("translated", entry, "Desktop Entry/Name[de]", "Schach");
+    row("escapes", entry, "Desktop Entry/Comment", "a b\\c");
+    row("wrong escape stays", entry, "Desktop Entry/Exec", "chess \\x %U");
+    row("no group", entry, "X-apkd-apkfile", nullptr);
+    row("breaks off in mid-file", entry + "[no end\n", apkFile, nullptr);
+    row("no text at all",
+        QByteArray("\x7f"
+                   "ELF\0\1\2",
+                   7),
+        apkFile, nullptr);
+    row("no file", QByteArray(), apkFile, nullptr);
 }
 
 void TstPlatformFiles::desktopEntry()
 {
     QFETCH(QByteArray, content);
     QFETCH(QString, key);
-    QFETCH(bool, contained);
     QFETCH(QString, value);
     const QTemporaryDir folder;
     const QString file = folder.filePath(text("Schläger.desktop"));
     QVERIFY(content.isNull() || write(file, content));
 
     const MDesktopEntry entry(file);
-    QCOMPARE(entry.contains(key), contained);
+    QCOMPARE(entry.contains(key), !value.isNull());
     QCOMPARE(entry.value(key), value);
 }
 
@@ -197,18 +195,21 @@ void TstPlatformFiles::configurationValue_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("value");
 
-    const QString folder = text("/apps/kiosk-client/settings/");
-    const QVariant fallback(7);
-    QTest::newRow("integer") << folder + text("os_update_check_method") << QVariant(2);
-    QTest::newRow("boolean") << folder + text("flag") << QVariant(true);
-    QTest::newRow("long") << folder + text("size") << QVariant(5000000000LL);
-    QTest::newRow("text") << folder + text("name") << QVariant(text("Ä b"));
-    QTest::newRow("list") << folder + text("list") << QVariant(QStringList{text("a"), text("b")});
-    QTest::newRow("type without a counterpart") << folder + text("odd") << fallback;
-    QTest::newRow("not set") << folder + text("nothing") << fallback;
-    QTest::newRow("a folder is no key") << folder << fallback;
-    QTest::newRow("not a path") << text("os_update_check_method") << fallback;
-    QTest::newRow("empty") << QString() << fallback;
+    const auto row = [](const char *name, const char *key, const QVariant &value = 7) {
+        QTest::newRow(name) << text(key).replace(text("SETTINGS"),
+                                                 text("/apps/kiosk-client/settings"))
+                            << value;
+    };
+    row("integer", "SETTINGS/os_update_check_method", 2);
+    row("boolean", "SETTINGS/flag", true);
+    row("long", "SETTINGS/size", 5000000000LL);
+    row("text", "SETTINGS/name", text("Ä b"));
+    row("list", "SETTINGS/list", QStringList{text("a"), text("b")});
+    row("type without a counterpart", "SETTINGS/odd");
+    row("not set", "SETTINGS/nothing");
+    row("a folder is no key", "SETTINGS/");
+    row("not a path", "os_update_check_method");
+    row("empty", "");
 }
 
 void TstPlatformFiles::configurationValue()
@@ -223,14 +224,7 @@ void TstPlatformFiles::configurationValue()
 void TstPlatformFiles::configurationValueWithoutBus()
 {
     QVERIFY(compileDconf("os_update_check_method=2\n"));
-    QProcess reader;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nowhere"));
-    reader.setProcessEnvironment(environment);
-    reader.start(QCoreApplication::applicationFilePath(), {text("read-setting")});
-    QVERIFY(reader.waitForFinished());
-    QCOMPARE(reader.exitCode(), 0);
-    QCOMPARE(reader.readAllStandardOutput(), QByteArray("2\n"));
+    QCOMPARE(runSelfWithoutBus({text("read-setting")}), 2);
 
     QVERIFY(compileDconf("os_update_check_method=5\n"));
     const MGConfItem item(text("/apps/kiosk-client/settings/os_update_check_method"));
@@ -268,25 +262,18 @@ void TstPlatformFiles::desktopFiles()
     QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/A.desktop")), QString());
 }
 
-void TstPlatformFiles::desktopFilesOfBadDatabase_data()
-{
-    QTest::addColumn<QByteArray>("content");
-
-    QTest::newRow("no file") << QByteArray();
-    QTest::newRow("empty file, so no table") << QByteArray("");
-    QTest::newRow("no database") << QByteArray(8192, 'x');
-    QTest::newRow("cut") << QByteArray("SQLite format 3\0\x10\0\1\1\0@  \0\0\0\1", 28);
-}
-
 void TstPlatformFiles::desktopFilesOfBadDatabase()
 {
-    QFETCH(QByteArray, content);
-    QFile::remove(desktopDatabase);
-    QVERIFY(content.isNull() || write(desktopDatabase, content));
-
-    QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")), QStringList());
-    QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/z.desktop")), QString());
-    QCOMPARE(QFile::exists(desktopDatabase), !content.isNull());
+    // No file, no table, no database, a cut one.
+    const QByteArray contents[] = {QByteArray(), "", QByteArray(8192, 'x'),
+                                   QByteArray("SQLite format 3\0\x10\0\1\1\0@  \0\0\0\1", 28)};
+    for (const QByteArray &content : contents) {
+        QFile::remove(desktopDatabase);
+        QVERIFY(content.isNull() || write(desktopDatabase, content));
+        QCOMPARE(DesktopFileCache::packageDesktopFiles(text("chess")), QStringList());
+        QCOMPARE(DesktopFileCache::packageNameByDesktopFile(text("/a/z.desktop")), QString());
+        QCOMPARE(QFile::exists(desktopDatabase), !content.isNull());
+    }
 }
 
 int main(int argc, char *argv[])
@@ -294,8 +281,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     if (QCoreApplication::arguments().value(1) == QLatin1String("read-setting")) {
         const MGConfItem item(text("/apps/kiosk-client/settings/os_update_check_method"));
-        QTextStream(stdout) << item.value(1).toInt() << '\n';
-        return 0;
+        return item.value(1).toInt();
     }
     TstPlatformFiles test;
     return QTest::qExec(&test, argc, argv);

@@ -3,6 +3,7 @@
 
 #include "account.h"
 #include "accountmanager.h"
+#include "runself.h"
 #include "signinparameters.h"
 #include "simulatorclient.h"
 #include "text.h"
@@ -12,7 +13,6 @@
 #include <QDBusReply>
 #include <QFile>
 #include <QJsonDocument>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -73,7 +73,6 @@ private Q_SLOTS:
 
 private:
     [[nodiscard]] bool reachStore(int requests);
-    [[nodiscard]] QJsonArray tokenRequests();
     /** Makes the store hold the next request back, @p times in a row, -1 for all. */
     void hangStore(int times);
 
@@ -86,7 +85,7 @@ private:
 
 void TstSignIn::init()
 {
-    m_store.command(text("reset"));
+    m_store.command("reset");
     m_manager.reset(new AccountManager);
     const QList<int> identifiers = m_manager->providerAccountIdentifiers(text("orvik"));
     QCOMPARE(identifiers.size(), 1);
@@ -101,32 +100,19 @@ void TstSignIn::cleanup()
     m_manager.reset();
 }
 
-QJsonArray TstSignIn::tokenRequests()
-{
-    QJsonArray requests;
-    const QJsonArray entries = m_store.entries();
-    for (const QJsonValue &entry : entries) {
-        if (entry.toObject()[QLatin1String("path")].toString() == tokenPath)
-            requests.append(entry);
-    }
-    return requests;
-}
-
 bool TstSignIn::reachStore(int requests)
 {
-    return QTest::qWaitFor([&] { return tokenRequests().size() >= requests; });
+    return QTest::qWaitFor([&] { return m_store.requests(tokenPath).size() >= requests; });
 }
 
 void TstSignIn::hangStore(int times)
 {
-    m_store.command(
-        text("fault"),
-        {{text("path"), tokenPath}, {text("do"), text("hang")}, {text("times"), times}});
+    m_store.fault(tokenPath, R"({"do": "hang", "times": )" + QByteArray::number(times) + '}');
 }
 
 void TstSignIn::givesAToken()
 {
-    m_store.command(text("token"), {{text("expires_in"), 1234}});
+    m_store.command("token", R"({"expires_in": 1234})");
     signIn(m_account);
     QCOMPARE(m_responses->count(), 0); // never from within the call
     QTRY_COMPARE(m_responses->count(), 1);
@@ -134,12 +120,11 @@ void TstSignIn::givesAToken()
     QVERIFY(!data.value(text("AccessToken")).toString().isEmpty());
     QCOMPARE(data.value(text("ExpiresIn")).toInt(), 1234);
 
-    QCOMPARE(tokenRequests().size(), 1);
-    const QJsonObject request = tokenRequests()[0].toObject();
-    QCOMPARE(request[QLatin1String("method")].toString(), text("POST"));
-    const QJsonObject body =
-        QJsonDocument::fromJson(request[QLatin1String("body")].toString().toUtf8()).object();
-    QCOMPARE(body,
+    const QJsonArray requests = m_store.requests(tokenPath);
+    QCOMPARE(requests.size(), 1);
+    QCOMPARE(requests[0][QLatin1String("method")].toString(), text("POST"));
+    const QByteArray body = requests[0][QLatin1String("body")].toString().toUtf8();
+    QCOMPARE(QJsonDocument::fromJson(body).object(),
              (QJsonObject{{text("client_id"), text("phone")},
                           {text("user"), m_account->defaultCredentialsUserName()},
                           {text("refresh"), false}}));
@@ -162,39 +147,32 @@ void TstSignIn::newTokenOnlyWhenAskedFor()
 
 void TstSignIn::failsByKind_data()
 {
-    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QByteArray>("fault");
     QTest::addColumn<int>("errorType");
 
-    const auto fault = [](const char *kind, QJsonObject more = {}) {
-        more.insert(text("path"), tokenPath);
-        more.insert(text("do"), QString::fromLatin1(kind));
-        return more;
+    const auto row = [](const char *name, const char *fault, int error = Account::ErrorNetwork) {
+        QTest::newRow(name) << QByteArray(fault) << error;
     };
-    const auto status = [&](int value) { return fault("status", {{text("status"), value}}); };
-    const auto body = [&](const char *text) {
-        return fault("body", {{text("body"), QString::fromLatin1(text)}});
-    };
-    const int network = Account::ErrorNetwork;
-    QTest::newRow("credentials refused") << status(401) << notAuthorized;
-    QTest::newRow("client refused") << status(400) << notAuthorized;
-    QTest::newRow("store broken") << status(500) << network;
-    QTest::newRow("led elsewhere") << status(302) << network;
-    QTest::newRow("connection reset") << fault("reset") << network;
-    QTest::newRow("answer cut") << fault("cut") << network;
-    QTest::newRow("a page in place of the store's answer") << body("<html>") << network;
-    QTest::newRow("no token in the answer") << body("{\"expires_in\": 5}") << network;
+    row("credentials refused", R"({"do": "status", "status": 401})", notAuthorized);
+    row("client refused", R"({"do": "status", "status": 400})", notAuthorized);
+    row("store broken", R"({"do": "status", "status": 500})");
+    row("led elsewhere", R"({"do": "status", "status": 302})");
+    row("connection reset", R"({"do": "reset"})");
+    row("answer cut", R"({"do": "cut"})");
+    row("a page in place of the store's answer", R"({"do": "body", "body": "<html>"})");
+    row("no token in the answer", R"({"do": "body", "body": "{\"expires_in\": 5}"})");
 }
 
 void TstSignIn::failsByKind()
 {
-    QFETCH(QJsonObject, fault);
-    m_store.command(text("fault"), fault);
+    QFETCH(QByteArray, fault);
+    m_store.fault(tokenPath, fault);
     signIn(m_account);
     QTRY_COMPARE(m_errors->count(), 1);
     QTEST(m_errors->at(0).at(1).toInt(), "errorType");
     QCOMPARE(m_responses->count(), 0);
 
-    m_store.command(text("clear-faults"));
+    m_store.command("clear-faults");
     signIn(m_account);
     QTRY_COMPARE(m_responses->count(), 1);
     QCOMPARE(m_errors->count(), 1);
@@ -227,7 +205,7 @@ void TstSignIn::accidentIsTriedOnceMore()
     QCOMPARE(m_errors->count(), accidents - 1);
     if (accidents > 1)
         QCOMPARE(m_errors->at(0).at(1).toInt(), Account::ErrorNetwork);
-    m_store.command(text("clear-faults"));
+    m_store.command("clear-faults");
     signIn(m_account);
     QTRY_COMPARE(m_responses->count(), accidents == 1 ? 2 : 1);
 }
@@ -238,13 +216,13 @@ void TstSignIn::signOutAbandons()
     signIn(m_account);
     QVERIFY(reachStore(1));
     m_account->signOut(method, method);
-    m_store.command(text("clear-faults"));
+    m_store.command("clear-faults");
 
     // Only this second one is ever heard of.
     signIn(m_account, 1);
     QTRY_COMPARE(m_responses->count(), 1);
     QCOMPARE(m_errors->count(), 0);
-    QCOMPARE(tokenRequests().size(), 2);
+    QCOMPARE(m_store.requests(tokenPath).size(), 2);
 }
 
 void TstSignIn::mayGoWhileItSignsIn()
@@ -261,7 +239,7 @@ void TstSignIn::mayGoWhileItSignsIn()
 
 void TstSignIn::isRepeatedFromItsOwnSignal()
 {
-    m_store.command(text("token"), {{text("status"), 401}});
+    m_store.command("token", R"({"status": 401})");
     bool repeated = false;
     connect(m_account, &Account::signInError, this, [&] {
         if (!repeated)
@@ -270,21 +248,13 @@ void TstSignIn::isRepeatedFromItsOwnSignal()
     });
     signIn(m_account);
     QTRY_COMPARE(m_errors->count(), 2);
-    QCOMPARE(tokenRequests().size(), 2);
+    QCOMPARE(m_store.requests(tokenPath).size(), 2);
 }
 
 void TstSignIn::failsForLackOfNetworkWithoutABus()
 {
     m_manager.reset();
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nowhere"));
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {text("without-bus")});
-    QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(process.exitCode(), Account::ErrorNetwork);
+    QCOMPARE(runSelfWithoutBus({text("without-bus")}), int(Account::ErrorNetwork));
 }
 
 int main(int argc, char *argv[])

@@ -9,13 +9,10 @@
 #include <Accounts/Account>
 #include <Accounts/Manager>
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
-#include <csignal>
 #include <memory>
 
 using Store::StoreAccount;
@@ -27,18 +24,6 @@ namespace {
 
 const QString service = text("orvik-store");
 const QString tokenPath = text("/oauth/token");
-
-/** The sign-on daemon of this phone; the box has a process table of its own. */
-qint64 signonDaemon()
-{
-    const QStringList processes = QDir(text("/proc")).entryList(QDir::Dirs);
-    for (const QString &process : processes) {
-        QFile name(text("/proc/%1/comm").arg(process));
-        if (name.open(QIODevice::ReadOnly) && name.readAll() == "signond\n")
-            return process.toLongLong();
-    }
-    return 0;
-}
 
 } // namespace
 
@@ -61,7 +46,6 @@ private Q_SLOTS:
     void expiredTokenStarvesNobody();
     void failureDropsRenewal_data();
     void failureDropsRenewal();
-    void survivesDaemonCrash();
     void releaseManagerMayFail();
     void removedAccount();
 
@@ -288,27 +272,6 @@ void TstStoreAccount::failureDropsRenewal()
     QTRY_COMPARE(m_account->state(), state);
     QCOMPARE(m_states.count(state), 1);
     QTRY_VERIFY(!renews());
-}
-
-void TstStoreAccount::survivesDaemonCrash()
-{
-    QVERIFY(signIn(AccountState::SignedIn));
-    m_store.command("token", R"({"revoke": true})");
-    m_account = std::make_unique<StoreAccount>();
-    m_store.clearLog();
-    m_store.fault(tokenPath, R"({"do": "hang", "times": 1})");
-    const qint64 idle = signonDaemon();
-    QVERIFY(idle > 0);
-    kill(pid_t(idle), SIGKILL); // with the token that it keeps
-    QTRY_VERIFY(signonDaemon() != idle);
-    m_account->signIn();
-    QVERIFY(!m_store.waitForKind(text("request")).isEmpty());
-    const qint64 busy = signonDaemon();
-    QVERIFY(busy > 0);
-    kill(pid_t(busy), SIGKILL);
-    // One loss in mid-request is no reason to trouble the user.
-    QTRY_COMPARE_WITH_TIMEOUT(m_account->state(), AccountState::SignedIn, 30000);
-    QVERIFY(!TestAccount().value(service, text("CredentialsNeedUpdate")).toBool());
 }
 
 void TstStoreAccount::releaseManagerMayFail()
