@@ -114,7 +114,7 @@ void TstPackageOrchestration::packageInfo()
 /** One install after the other, each with a result of its own. */
 void TstPackageOrchestration::accountType()
 {
-    m_packageKit.script({with(failing("RepoEnable", 27, QStringLiteral("no")), "times", -1)});
+    m_packageKit.script({with(failing("RepoEnable", 27, "no"), "times", -1)});
     openScene();
     goReady();
     QSignalSpy result(m_service, &Service::installPackageResult);
