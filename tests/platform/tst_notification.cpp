@@ -4,7 +4,6 @@
 
 #include "simulatorclient.h"
 
-#include <QDBusConnection>
 #include <QDBusInterface>
 #include <QDBusReply>
 #include <QDir>

@@ -3,7 +3,6 @@
 
 #include "store/requestproxy.h"
 
-#include <QJsonDocument>
 #include <QSignalSpy>
 
 using Store::RequestProxy;

@@ -99,7 +99,6 @@ private Q_SLOTS:
     void installsAreNotedOffline();
     void listPagesOnDemand();
     void listStopsWhenCancelled();
-    void pagesByItself();
     void foldsEqualFetches();
     void goesOnline();
     void comingOnlineCutsTransfers();
@@ -112,8 +111,6 @@ private:
     [[nodiscard]] bool discover();
     /** What the store was asked, as "METHOD path?query", oldest first. */
     [[nodiscard]] QStringList requests();
-    /** Makes an application known to the store. @return its uuid. */
-    [[nodiscard]] QString makeApplication(const char *package);
     /** Has the network go and come. */
     void setNetwork(const char *state);
     [[nodiscard]] QString bearer() const;
@@ -160,13 +157,6 @@ QStringList TstServer::requests()
                       + (query.isEmpty() ? query : QLatin1Char('?') + query));
     }
     return result;
-}
-
-QString TstServer::makeApplication(const char *package)
-{
-    const QJsonObject made =
-        m_store.command(text("application"), {{text("package_name"), text(package)}});
-    return made[QLatin1String("uuid")].toString();
 }
 
 void TstServer::setNetwork(const char *state)
@@ -455,7 +445,8 @@ void TstServer::reviewsNeedAProfile()
 
 void TstServer::installsAreNotedOffline()
 {
-    const QString uuid = makeApplication("harbour-noted");
+    const QJsonObject made = m_store.command("application", R"({"package_name": "harbour-noted"})");
+    const QString uuid = made[QLatin1String("uuid")].toString();
     QVERIFY(!m_server->postStoreInstalled(uuid)); // there is no endpoint yet
     QVERIFY(discover());
     Store::Application::ConstPtr app;
@@ -507,21 +498,6 @@ void TstServer::listStopsWhenCancelled()
     QCOMPARE(applications.count(), 1);
     QCOMPARE(pages.count(), 0);
     QVERIFY(!m_server->requestNext(page, proxy));
-}
-
-void TstServer::pagesByItself()
-{
-    QVERIFY(discover());
-    const QString uuid = makeApplication("harbour-much-reviewed");
-    m_store.command(text("reviews"), {{text("application"), uuid}, {text("count"), 5}});
-    RequestProxy *proxy = m_server->requestReviews(uuid, 2);
-    QString more;
-    connect(proxy, &RequestProxy::reviewReceived, this,
-            [&more](const auto &, bool hasMore) { more += QLatin1Char(hasMore ? '+' : '.'); });
-    QSignalSpy finished(proxy, &RequestProxy::finished);
-    QVERIFY(finished.wait());
-    QCOMPARE(more, text("+.+.."));
-    QCOMPARE(requests().size(), 3);
 }
 
 void TstServer::foldsEqualFetches()
