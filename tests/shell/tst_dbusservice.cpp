@@ -1,13 +1,11 @@
-#include "buscall.h"
-#include "bussignal.h"
 #include "clientprocess.h"
 #include "scenefile.h"
+#include "servicebus.h"
 #include "simulatorclient.h"
-#include "startupappdata.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMetaType>
+#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusReply>
 #include <QFile>
@@ -18,10 +16,9 @@
 
 #include <csignal>
 
-namespace {
+using ServiceBus::target;
 
-const QString serviceName = QStringLiteral("com.orvik.orvikstore");
-const BusTarget target{serviceName, QStringLiteral("/KioskClient"), serviceName};
+namespace {
 
 /** A method of the interface with arguments that do no harm where the call is let through. */
 struct Method
@@ -74,37 +71,27 @@ class TstDBusService : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
     void introspection();
     void guard_data();
     void guard();
     void refusedCallHasNoEffect();
-    void badArguments_data();
-    void badArguments();
     void activation();
-    void answers();
+    void reachesTheScene();
     void backplate();
-    void backplateNonsense();
     void lateCredentials();
-    void startupDataOnTheWire();
 
 private:
     SimulatorClient m_services{QStringLiteral("Services")};
     SimulatorClient m_store{QStringLiteral("Store")};
 };
 
-void TstDBusService::initTestCase()
-{
-    qDBusRegisterMetaType<StartupAppData>();
-}
-
 void TstDBusService::init()
 {
     m_services.command(QStringLiteral("reset"));
     m_store.command(QStringLiteral("reset"));
     QVERIFY(SceneFile::writeMain());
-    QTRY_VERIFY(!QDBusConnection::sessionBus().interface()->isServiceRegistered(serviceName));
+    QTRY_VERIFY(!ServiceBus::isOwned());
 }
 
 /** Order, names, types and annotations are what callers were built against. */
@@ -114,10 +101,10 @@ void TstDBusService::introspection()
     QVERIFY(service.startService());
     const BusReply reply =
         callAs(Identity::User,
-               {serviceName, target.path, QStringLiteral("org.freedesktop.DBus.Introspectable")},
+               {target.service, target.path, QStringLiteral("org.freedesktop.DBus.Introspectable")},
                QStringLiteral("Introspect"));
     const QString seen = reply.arguments.value(0).toString();
-    const int begin = seen.indexOf(QStringLiteral("<interface name=\"%1\"").arg(serviceName));
+    const int begin = seen.indexOf(QStringLiteral("<interface name=\"%1\"").arg(target.interface));
     const QString end = QStringLiteral("</interface>");
     QVERIFY(begin > 0);
 
@@ -127,6 +114,9 @@ void TstDBusService::introspection()
     const int from = described.indexOf(QStringLiteral("<interface"));
     QCOMPARE(lines(seen.mid(begin, seen.indexOf(end, begin) - begin)),
              lines(described.mid(from, described.indexOf(end) - from)));
+    // What only the scene may call is not there.
+    QCOMPARE(callAs(Identity::Root, target, QStringLiteral("processArguments")).errorName,
+             QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"));
 }
 
 void TstDBusService::guard_data()
@@ -172,113 +162,55 @@ void TstDBusService::refusedCallHasNoEffect()
 {
     ClientProcess service;
     QVERIFY(service.startService());
-    BusSignal status(QDBusConnection::sessionBus(), serviceName, target.path, serviceName,
-                     QStringLiteral("osUpdateStatusChanged"));
-    BusSignal cleared(QDBusConnection::sessionBus(), serviceName, target.path, serviceName,
-                      QStringLiteral("osUpdateCheckCacheCleared"));
-    const QString clear = QStringLiteral("clearOsUpdateCheckCache");
-    const QVariantList noRefresh{false, false};
-    QVERIFY(callAs(Identity::User, target, clear).isError());
-    QVERIFY(
-        callAs(Identity::User, target, QStringLiteral("checkForOsUpdate"), noRefresh).isError());
-    QVERIFY(
-        callAs(Identity::User, target, QStringLiteral("backplateConnected"), {QStringLiteral("7")})
-            .isError());
-    QVERIFY(!callAs(Identity::Privileged, target, clear).isError());
-    QVERIFY(cleared.waitForCount(1));
-    QCOMPARE(cleared.size(), 1);
-    QCOMPARE(status.size(), 0);
+    const auto status = ServiceBus::listen("osUpdateStatusChanged");
+    const auto cleared = ServiceBus::listen("osUpdateCheckCacheCleared");
+    for (const Method &method : methods()) {
+        if (method.guarded) {
+            QVERIFY(callAs(Identity::User, target, QLatin1String(method.name), method.arguments)
+                        .isError());
+        }
+    }
+    ServiceBus::call("clearOsUpdateCheckCache");
+    QVERIFY(cleared->waitForCount(1));
+    QCOMPARE(cleared->size(), 1);
+    QCOMPARE(status->size(), 0);
     QVERIFY(service.log().filter(QStringLiteral("scene")).isEmpty());
-}
-
-void TstDBusService::badArguments_data()
-{
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QVariantList>("arguments");
-    QTest::newRow("too few") << QStringLiteral("showApp") << QVariantList();
-    QTest::newRow("too many") << QStringLiteral("show") << QVariantList{1};
-    QTest::newRow("wrong type") << QStringLiteral("installPackage") << QVariantList{true};
-    QTest::newRow("a map") << QStringLiteral("startupApplications")
-                           << QVariantList{QVariantMap{{QStringLiteral("a"), 1}}};
-    QTest::newRow("no such method") << QStringLiteral("processArguments") << QVariantList();
-}
-
-void TstDBusService::badArguments()
-{
-    QFETCH(QString, method);
-    QFETCH(QVariantList, arguments);
-    ClientProcess service;
-    QVERIFY(service.startService());
-    const BusReply reply = callAs(Identity::Root, target, method, arguments);
-    QCOMPARE(reply.errorName, QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"));
-    QVERIFY(service.isRunning());
 }
 
 /** The bus starts the service for a call and delivers it. */
 void TstDBusService::activation()
 {
-    BusSignal result(QDBusConnection::sessionBus(), QString(), target.path, serviceName,
-                     QStringLiteral("checkInstalledResult"));
+    const auto result = ServiceBus::listen("checkInstalledResult");
     const BusReply reply = callAs(Identity::User, target, QStringLiteral("checkInstalled"),
                                   {QStringLiteral("no-such-package")});
     QVERIFY2(!reply.isError(), qPrintable(reply.errorText));
-    QVERIFY(result.waitForCount(1, 10000));
-    QCOMPARE(result.at(0), (QVariantList{QStringLiteral("no-such-package"), false}));
-    const QDBusReply<uint> pid = QDBusConnection::sessionBus().interface()->servicePid(serviceName);
+    QVERIFY(result->waitForCount(1, 10000));
+    QCOMPARE(result->at(0), (QVariantList{QStringLiteral("no-such-package"), false}));
+    const QDBusReply<uint> pid =
+        QDBusConnection::sessionBus().interface()->servicePid(target.service);
     QVERIFY(pid.isValid());
     QCOMPARE(::kill(pid_t(pid.value()), SIGTERM), 0);
 }
 
-void TstDBusService::answers()
+void TstDBusService::reachesTheScene()
 {
     ClientProcess service;
     QVERIFY(service.startService());
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    BusSignal name(bus, serviceName, target.path, serviceName, QStringLiteral("packageNameResult"));
-    QVERIFY(!callAs(Identity::Privileged, target, QStringLiteral("packageName"),
-                    {QStringLiteral("/no/such/file")})
-                 .isError());
-    QVERIFY(name.waitForCount(1, 10000));
-    QCOMPARE(name.at(0), QVariantList{QString()});
-
-    // With nothing on offer the running version is told, with the default picture.
-    BusSignal status(bus, serviceName, target.path, serviceName,
-                     QStringLiteral("osUpdateStatusChanged"));
-    BusSignal info(bus, serviceName, target.path, serviceName, QStringLiteral("osUpdateInfo"));
-    QVERIFY(!callAs(Identity::Root, target, QStringLiteral("checkForOsUpdate"), {false, false})
-                 .isError());
-    QVERIFY(info.waitForCount(1));
-    QCOMPARE(status, (QList<QVariantList>{{1}}));
-    QCOMPARE(info.at(0).size(), 9);
-    QCOMPARE(info.at(0).mid(0, 5),
-             (QVariantList{QStringLiteral("3.2.1.20"), QStringLiteral("Lindmark"), QString(),
-                           QStringLiteral("/usr/share/kiosk-client/graphics/"
-                                          "Branwick-OS-update-promo.jpg"),
-                           QString()}));
-    QCOMPARE(info.at(0).mid(6), (QVariantList{0LL, 0LL, 0LL}));
-}
-
-void TstDBusService::backplate()
-{
-    ClientProcess service;
-    QVERIFY(service.startService());
-    QVERIFY(!callAs(Identity::Privileged, target, QStringLiteral("backplateConnected"),
-                    {QStringLiteral("cover 7")})
-                 .isError());
-    QVERIFY(service.waitForLog(QStringLiteral("scene backplateConnected cover 7")));
-    QVERIFY(service.log().filter(QStringLiteral("scene uiOpened")).isEmpty());
-
-    const auto ready = [this](int value) {
-        m_services.command(QStringLiteral("backplate"), {{QStringLiteral("ready"), value}});
-    };
-    ready(1);
-    ready(0);
-    QVERIFY(service.waitForLog(QStringLiteral("scene backplateDisconnected")));
-    QCOMPARE(service.log().filter(QStringLiteral("scene backplateDisconnected")).size(), 1);
+    ServiceBus::call("backplateConnected", {QStringLiteral("cover 7")});
+    ServiceBus::call("myApps");
+    ServiceBus::call("showAppsStartingWith", {QStringLiteral("a b"), QStringLiteral("Title")});
+    QVERIFY(service.waitForLog(QStringLiteral("scene showAppsStartingWith")));
+    QStringList seen = service.log().filter(QStringLiteral("scene"));
+    seen.replaceInStrings(QStringLiteral("qml: scene "), QString());
+    // A back cover makes a scene, not a window.
+    QCOMPARE(seen,
+             (QStringList{QStringLiteral("backplateConnected cover 7"), QStringLiteral("uiOpened"),
+                          QStringLiteral("update"), QStringLiteral("uiOpened"),
+                          QStringLiteral("showAppsStartingWith a b Title")}));
 }
 
 /** A back cover daemon that says nonsense, on a system bus where this test is the daemon. */
-void TstDBusService::backplateNonsense()
+void TstDBusService::backplate()
 {
     QProcess daemon;
     daemon.start(QStringLiteral("dbus-daemon"),
@@ -294,8 +226,7 @@ void TstDBusService::backplateNonsense()
     ClientProcess service;
     service.setEnvironment(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), address);
     QVERIFY(service.startService());
-    QVERIFY(!callAs(Identity::Root, target, QStringLiteral("backplateConnected"), {QString()})
-                 .isError());
+    ServiceBus::call("backplateConnected", {QString()});
     const auto send = [&bus](const QVariantList &arguments) {
         QDBusMessage message = QDBusMessage::createSignal(
             QStringLiteral("/com/orvik/bkpd"), QStringLiteral("org.freedesktop.DBus.Properties"),
@@ -304,14 +235,18 @@ void TstDBusService::backplateNonsense()
         return bus.send(message);
     };
     const QVariantMap ready{{QStringLiteral("Ready"), 0}};
-    QVERIFY(send({}));
-    QVERIFY(send({QStringLiteral("com.orvik.other"), ready, QStringList()}));
-    QVERIFY(send({name}));
-    QVERIFY(send({name, 5}));
-    QVERIFY(send({name, QStringList{QStringLiteral("Ready")}}));
-    QVERIFY(send({name, QVariantMap{{QStringLiteral("Ready"), 2}}, QStringList()}));
-    QVERIFY(send({name, QVariantMap{{QStringLiteral("ready"), 0}}, QStringList()}));
-    QVERIFY(send({name, ready}));
+    const QList<QVariantList> all{
+        {},
+        {QStringLiteral("com.orvik.other"), ready, QStringList()},
+        {name},
+        {name, 5},
+        {name, QStringList{QStringLiteral("Ready")}},
+        {name, QVariantMap{{QStringLiteral("Ready"), 1}}, QStringList()},
+        {name, QVariantMap{{QStringLiteral("ready"), 0}}, QStringList()},
+        {name, ready},
+    };
+    for (const QVariantList &arguments : all)
+        QVERIFY(send(arguments));
     QVERIFY(service.waitForLog(QStringLiteral("scene backplateDisconnected")));
     QCOMPARE(service.log()
                  .filter(QStringLiteral("PropertiesChanged from a wrong service \"org."))
@@ -323,23 +258,26 @@ void TstDBusService::backplateNonsense()
     QVERIFY(daemon.waitForFinished());
 }
 
-/** The reply waits for the sign-in. */
+/** The reply waits for the sign-in, but not for the store itself. */
 void TstDBusService::lateCredentials()
 {
-    m_store.command(QStringLiteral("fault"),
-                    {{QStringLiteral("path"), QStringLiteral("/")},
-                     {QStringLiteral("do"), QStringLiteral("delay")},
-                     {QStringLiteral("ms"), 1500}});
+    const auto fault = [this](const char *path, const char *what) {
+        m_store.command(QStringLiteral("fault"),
+                        {{QStringLiteral("path"), QLatin1String(path)},
+                         {QStringLiteral("do"), QLatin1String(what)},
+                         {QStringLiteral("ms"), 1500}});
+    };
+    fault("/api/", "hang");
+    fault("/oauth/", "delay");
     ClientProcess service;
     QVERIFY(service.startService());
-    const QDBusMessage call = QDBusMessage::createMethodCall(serviceName, target.path, serviceName,
-                                                             QStringLiteral("storeCredentials"));
+    const QDBusMessage call = QDBusMessage::createMethodCall(
+        target.service, target.path, target.interface, QStringLiteral("storeCredentials"));
     QDBusPendingCallWatcher first(QDBusConnection::sessionBus().asyncCall(call, 60000));
     QSignalSpy firstDone(&first, &QDBusPendingCallWatcher::finished);
     QDBusPendingCallWatcher second(QDBusConnection::sessionBus().asyncCall(call, 60000));
     QSignalSpy secondDone(&second, &QDBusPendingCallWatcher::finished);
-    QVERIFY(
-        !callAs(Identity::User, target, QStringLiteral("checkInstalled"), {QString()}).isError());
+    ServiceBus::call("checkInstalled", {QString()});
     QVERIFY(!second.isFinished());
     QTRY_COMPARE_WITH_TIMEOUT(secondDone.size(), 1, 20000);
     const QDBusMessage reply = second.reply();
@@ -350,20 +288,6 @@ void TstDBusService::lateCredentials()
     QCOMPARE(firstDone.size(), 0);
     // The token is in no line of the log.
     QVERIFY(service.log().filter(reply.arguments().at(1).toString()).isEmpty());
-}
-
-void TstDBusService::startupDataOnTheWire()
-{
-    StartupAppData data;
-    data.name = QStringLiteral("Chess");
-    data.packageName = QStringLiteral("chess");
-    data.icon = QStringLiteral("icon");
-    data.category = QStringLiteral("orvik");
-    data.summary = QStringLiteral("Game");
-    data.required = true;
-    QDBusArgument argument;
-    argument << data;
-    QCOMPARE(argument.currentSignature(), QStringLiteral("(sssssbb)"));
 }
 
 QTEST_GUILESS_MAIN(TstDBusService)
