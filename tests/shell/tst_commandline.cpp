@@ -2,6 +2,7 @@
 #include "scenefile.h"
 #include "servicebus.h"
 #include "simulatorclient.h"
+#include "text.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -16,14 +17,14 @@
 
 namespace {
 
-const QString settingsCall = QStringLiteral("settings.showBranwickOs");
-const QString lockFile = QStringLiteral("/usr/share/pavilion/devicelock/devicelock_settings.conf");
+const QString settingsCall = text("settings.showBranwickOs");
+const QString lockFile = text("/usr/share/pavilion/devicelock/devicelock_settings.conf");
 
 QStringList words(std::initializer_list<const char *> texts)
 {
     QStringList list;
-    for (const char *text : texts)
-        list.append(QString::fromLatin1(text));
+    for (const char *word : texts)
+        list.append(text(word));
     return list;
 }
 
@@ -62,12 +63,12 @@ private:
     /** Ends @p service as a logout does, and looks how it went. */
     static void end(ClientProcess &service);
 
-    SimulatorClient m_services{QStringLiteral("Services")};
+    SimulatorClient m_services{text("Services")};
 };
 
 void TstCommandLine::init()
 {
-    m_services.command(QStringLiteral("reset"));
+    m_services.command(text("reset"));
     QVERIFY(SceneFile::writeMain());
     QVERIFY(allowSideLoading("2"));
     QTRY_VERIFY(!ServiceBus::isOwned());
@@ -78,7 +79,7 @@ void TstCommandLine::end(ClientProcess &service)
     QVERIFY(service.waitForEnd());
     QVERIFY(!service.crashed());
     QCOMPARE(service.exitCode(), 0);
-    QCOMPARE(service.log().filter(QStringLiteral("telling PackageKit daemon to quit")).size(), 1);
+    QCOMPARE(service.log().filter(text("telling PackageKit daemon to quit")).size(), 1);
 }
 
 void TstCommandLine::command_data()
@@ -89,7 +90,7 @@ void TstCommandLine::command_data()
 
     const auto row = [](const char *name, const QStringList &arguments, const char *line,
                         bool opensWindow) {
-        QTest::newRow(name) << arguments << QString::fromLatin1(line) << opensWindow;
+        QTest::newRow(name) << arguments << text(line) << opensWindow;
     };
     row("show", words({"show"}), "scene enterStore", true);
     row("show, with more", words({"show", "x"}), "scene enterStore", true);
@@ -105,7 +106,7 @@ void TstCommandLine::command()
     QFETCH(QStringList, arguments);
     QFETCH(QString, line);
     QFETCH(bool, opensWindow);
-    const QString opened = QStringLiteral("scene uiOpened");
+    const QString opened = text("scene uiOpened");
 
     {
         ClientProcess service(arguments);
@@ -119,11 +120,11 @@ void TstCommandLine::command()
     QVERIFY(service.startService());
     ClientProcess forwarder(arguments);
     const QRegularExpression place(
-        QStringLiteral("^warning\\|.*dbusconnector\\.cpp\\|[1-9]\\d*\\|void DBusConnector::"
-                       "acquireService\\(\\) Service name is already in use: \"%1\"$")
+        text("^warning\\|.*dbusconnector\\.cpp\\|[1-9]\\d*\\|void DBusConnector::"
+             "acquireService\\(\\) Service name is already in use: \"%1\"$")
             .arg(ServiceBus::name));
-    forwarder.setEnvironment(QStringLiteral("QT_MESSAGE_PATTERN"),
-                             QStringLiteral("%{type}|%{file}|%{line}|%{message}"));
+    forwarder.setEnvironment(text("QT_MESSAGE_PATTERN"),
+                             text("%{type}|%{file}|%{line}|%{message}"));
     QVERIFY(forwarder.start());
     QVERIFY(forwarder.waitForEnd());
     QVERIFY(!forwarder.crashed());
@@ -157,10 +158,10 @@ void TstCommandLine::commandsThatDoNothing()
     QVERIFY(forwarder.waitForEnd());
     QCOMPARE(forwarder.exitCode(), 0);
     // What comes after is the first that the scene sees.
-    ClientProcess last({QStringLiteral("showApp"), QStringLiteral("last")});
+    ClientProcess last({text("showApp"), text("last")});
     QVERIFY(last.start());
-    QVERIFY(service.waitForLog(QStringLiteral("scene showApp last")));
-    QCOMPARE(service.log().filter(QStringLiteral("scene ")).size(), 2); // uiOpened and this
+    QVERIFY(service.waitForLog(text("scene showApp last")));
+    QCOMPARE(service.log().filter(text("scene ")).size(), 2); // uiOpened and this
     QVERIFY(m_services.entries(settingsCall).isEmpty());
 }
 
@@ -186,10 +187,9 @@ void TstCommandLine::osUpdateCommands()
     QFETCH(QString, bearer);
     QFETCH(int, status);
     QFETCH(bool, page);
-    const QString version = QStringLiteral("4.0.0.1");
-    SimulatorClient(QStringLiteral("Store"))
-        .command(QStringLiteral("osupdate"), {{QStringLiteral("version"), version}});
-    m_services.command(QStringLiteral("connman"), {{QStringLiteral("type"), bearer}});
+    const QString version = text("4.0.0.1");
+    SimulatorClient(text("Store")).command(text("osupdate"), {{text("version"), version}});
+    m_services.command(text("connman"), {{text("type"), bearer}});
     for (const bool forwarded : {false, true}) {
         QTRY_VERIFY(!ServiceBus::isOwned());
         m_services.clearLog();
@@ -206,7 +206,7 @@ void TstCommandLine::osUpdateCommands()
         // The settings application shows the update, not a window of ours.
         QVERIFY(!page || !m_services.waitForKind(settingsCall).isEmpty());
         QCOMPARE(m_services.entries(settingsCall).size(), int(page));
-        QVERIFY(service.log().filter(QStringLiteral("scene")).isEmpty());
+        QVERIFY(service.log().filter(text("scene")).isEmpty());
     }
 }
 
@@ -214,23 +214,22 @@ void TstCommandLine::osUpdateCommands()
 void TstCommandLine::speaksTheUsersLanguage()
 {
     QVERIFY(allowSideLoading("0"));
-    ClientProcess service({QStringLiteral("install"), QStringLiteral("/tmp/a.rpm")});
-    service.setEnvironment(QStringLiteral("LANG"), QStringLiteral("de_DE.UTF-8"));
+    ClientProcess service({text("install"), text("/tmp/a.rpm")});
+    service.setEnvironment(text("LANG"), text("de_DE.UTF-8"));
     QVERIFY(service.startService());
-    const QJsonObject refusal = m_services.waitForKind(QStringLiteral("notification.notify"));
+    const QJsonObject refusal = m_services.waitForKind(text("notification.notify"));
     QVERIFY(QJsonDocument(refusal).toJson().contains("Das Installieren von Dateien"));
 }
 
 void TstCommandLine::forwarderWithoutBus()
 {
-    ClientProcess forwarder({QStringLiteral("show")});
-    forwarder.setEnvironment(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                             QStringLiteral("unix:path=/nowhere"));
+    ClientProcess forwarder({text("show")});
+    forwarder.setEnvironment(text("DBUS_SESSION_BUS_ADDRESS"), text("unix:path=/nowhere"));
     QVERIFY(forwarder.start());
     QVERIFY(forwarder.waitForEnd());
     QVERIFY(!forwarder.crashed());
     QCOMPARE(forwarder.exitCode(), 0);
-    QVERIFY(!forwarder.log().filter(QStringLiteral("Could not connect to session bus.")).isEmpty());
+    QVERIFY(!forwarder.log().filter(text("Could not connect to session bus.")).isEmpty());
 }
 
 /**
@@ -240,30 +239,30 @@ void TstCommandLine::forwarderWithoutBus()
 void TstCommandLine::installer()
 {
     QVERIFY(SceneFile::writeUpgrade(
-        QStringLiteral("Timer { interval: 1; running: true; onTriggered: {\n"
-                       "    root.releasePackageHandler(); root.releasePackageHandler();\n"
-                       "    root.startUpgrade(); root.upgradeInstalled(); Qt.quit();\n"
-                       "    console.log('scene released', packageHandler) } }\n")));
-    ClientProcess service({QStringLiteral("osupdate")});
+        text("Timer { interval: 1; running: true; onTriggered: {\n"
+             "    root.releasePackageHandler(); root.releasePackageHandler();\n"
+             "    root.startUpgrade(); root.upgradeInstalled(); Qt.quit();\n"
+             "    console.log('scene released', packageHandler) } }\n")));
+    ClientProcess service({text("osupdate")});
     QVERIFY(service.startService());
-    QVERIFY(service.waitForLog(QStringLiteral("scene upgrade object undefined")));
-    QVERIFY(service.waitForLog(QStringLiteral("scene released null")));
-    QVERIFY(service.waitForLog(QStringLiteral("telling PackageKit daemon to quit")));
+    QVERIFY(service.waitForLog(text("scene upgrade object undefined")));
+    QVERIFY(service.waitForLog(text("scene released null")));
+    QVERIFY(service.waitForLog(text("telling PackageKit daemon to quit")));
     // Calls that need the handler find none, those that need a window neither.
-    ServiceBus::call("checkInstalled", {QStringLiteral("chess")});
+    ServiceBus::call("checkInstalled", {text("chess")});
     ServiceBus::call("show");
     QVERIFY(service.isRunning());
-    QVERIFY(service.log().filter(QStringLiteral("scene uiOpened")).isEmpty());
+    QVERIFY(service.log().filter(text("scene uiOpened")).isEmpty());
     service.terminate();
     end(service);
 }
 
 void TstCommandLine::installerWithABrokenScene()
 {
-    QVERIFY(SceneFile::write(QStringLiteral("upgrade.qml"), QStringLiteral("Nonsense {")));
-    ClientProcess service({QStringLiteral("osupdate")});
+    QVERIFY(SceneFile::write(text("upgrade.qml"), text("Nonsense {")));
+    ClientProcess service({text("osupdate")});
     QVERIFY(service.startService());
-    QVERIFY(service.waitForLog(QStringLiteral("upgrade.qml")));
+    QVERIFY(service.waitForLog(text("upgrade.qml")));
     service.terminate();
     end(service);
 }
@@ -283,26 +282,25 @@ void TstCommandLine::endsInOrder()
     QFETCH(int, signal);
     QFETCH(bool, atOnce);
     // A scene that takes a while to load keeps the process before its event loop.
-    QVERIFY(SceneFile::writeMain(
-        QStringLiteral("Component.onCompleted: { console.log('scene loading');\n"
-                       "    var end = Date.now() + 200; while (Date.now() < end); }")));
-    ClientProcess service({QStringLiteral("show")});
+    QVERIFY(
+        SceneFile::writeMain(text("Component.onCompleted: { console.log('scene loading');\n"
+                                  "    var end = Date.now() + 200; while (Date.now() < end); }")));
+    ClientProcess service({text("show")});
     QVERIFY(service.startService());
-    QVERIFY(service.waitForLog(atOnce ? QStringLiteral("scene loading")
-                                      : QStringLiteral("scene enterStore")));
+    QVERIFY(service.waitForLog(atOnce ? text("scene loading") : text("scene enterStore")));
     QCOMPARE(::kill(pid_t(service.processId()), signal), 0);
     end(service);
-    const QStringList gone = service.log().filter(QStringLiteral("scene gone with"));
+    const QStringList gone = service.log().filter(text("scene gone with"));
     QCOMPARE(gone.size(), 1);
     QVERIFY2(gone.constFirst().contains(
-                 QRegularExpression(QStringLiteral("OrvikStore\\(0x.*PackageHandler\\(0x"))),
+                 QRegularExpression(text("OrvikStore\\(0x.*PackageHandler\\(0x"))),
              qPrintable(gone.constFirst()));
 }
 
 void TstCommandLine::endsByTheScene()
 {
     QVERIFY(SceneFile::writeMain(
-        QStringLiteral("Connections { target: root; function onUpdate() { Qt.quit() } }")));
+        text("Connections { target: root; function onUpdate() { Qt.quit() } }")));
     ClientProcess service;
     QVERIFY(service.startService());
     ServiceBus::call("update");
@@ -315,22 +313,21 @@ void TstCommandLine::survivesTheBus()
     QTemporaryDir folder;
     ::chmod(qPrintable(folder.path()), 0755);
     QProcess bus;
-    bus.start(QStringLiteral("dbus-daemon"),
-              {QStringLiteral("--session"), QStringLiteral("--nofork"),
-               QStringLiteral("--print-address"),
-               QStringLiteral("--address=unix:path=%1/bus").arg(folder.path())});
+    bus.start(text("dbus-daemon"),
+              {text("--session"), text("--nofork"), text("--print-address"),
+               text("--address=unix:path=%1/bus").arg(folder.path())});
     QVERIFY(bus.waitForReadyRead());
     const QString address = QString::fromUtf8(bus.readLine()).trimmed();
 
-    ClientProcess service({QStringLiteral("show")});
-    service.setEnvironment(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
+    ClientProcess service({text("show")});
+    service.setEnvironment(text("DBUS_SESSION_BUS_ADDRESS"), address);
     QVERIFY(service.start());
-    QVERIFY(service.waitForLog(QStringLiteral("scene enterStore")));
+    QVERIFY(service.waitForLog(text("scene enterStore")));
     bus.kill();
     QVERIFY(bus.waitForFinished());
     // It still listens to the other bus, and ends in order.
-    m_services.command(QStringLiteral("backplate"), {{QStringLiteral("ready"), 0}});
-    QVERIFY(service.waitForLog(QStringLiteral("scene backplateDisconnected")));
+    m_services.command(text("backplate"), {{text("ready"), 0}});
+    QVERIFY(service.waitForLog(text("scene backplateDisconnected")));
     service.terminate();
     end(service);
 }

@@ -2,6 +2,7 @@
 #include "scenefile.h"
 #include "servicebus.h"
 #include "simulatorclient.h"
+#include "text.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -30,35 +31,35 @@ struct Method
 
 QList<Method> methods()
 {
-    const QVariant text = QStringLiteral("/nowhere/x");
-    return {{"install", {text}, true},
+    const QVariant path = text("/nowhere/x");
+    return {{"install", {path}, true},
             {"show", {}, false},
-            {"showApp", {text}, false},
-            {"showAppsStartingWith", {text, text}, false},
-            {"backplateConnected", {text}, true},
+            {"showApp", {path}, false},
+            {"showAppsStartingWith", {path, path}, false},
+            {"backplateConnected", {path}, true},
             {"myApps", {}, false},
             {"update", {}, false},
             {"upgrade", {}, true},
-            {"osUpdateSet", {text}, true},
+            {"osUpdateSet", {path}, true},
             {"checkForOsUpdate", {false, false}, true},
-            {"downloadOsUpdate", {text}, true},
-            {"getOsUpdateSize", {text}, true},
+            {"downloadOsUpdate", {path}, true},
+            {"getOsUpdateSize", {path}, true},
             {"clearOsUpdateCheckCache", {}, true},
-            {"installAccountType", {text}, true},
-            {"checkInstalled", {text}, false},
-            {"installPackage", {text}, true},
-            {"removePackage", {text, false}, true},
-            {"removePackageByDesktopFile", {text}, true},
-            {"packageName", {text}, true},
+            {"installAccountType", {path}, true},
+            {"checkInstalled", {path}, false},
+            {"installPackage", {path}, true},
+            {"removePackage", {path, false}, true},
+            {"removePackageByDesktopFile", {path}, true},
+            {"packageName", {path}, true},
             {"startupApplications", {QStringList()}, true},
             {"storeCredentials", {}, true},
-            {"packageInfo", {text}, true}};
+            {"packageInfo", {path}, true}};
 }
 
-QString lines(const QString &text)
+QString lines(const QString &xml)
 {
     QStringList result;
-    for (const QString &line : text.split(QLatin1Char('\n')))
+    for (const QString &line : xml.split(QLatin1Char('\n')))
         result.append(line.trimmed());
     return result.join(QLatin1Char('\n'));
 }
@@ -82,14 +83,14 @@ private Q_SLOTS:
     void lateCredentials();
 
 private:
-    SimulatorClient m_services{QStringLiteral("Services")};
-    SimulatorClient m_store{QStringLiteral("Store")};
+    SimulatorClient m_services{text("Services")};
+    SimulatorClient m_store{text("Store")};
 };
 
 void TstDBusService::init()
 {
-    m_services.command(QStringLiteral("reset"));
-    m_store.command(QStringLiteral("reset"));
+    m_services.command(text("reset"));
+    m_store.command(text("reset"));
     QVERIFY(SceneFile::writeMain());
     QTRY_VERIFY(!ServiceBus::isOwned());
 }
@@ -99,24 +100,23 @@ void TstDBusService::introspection()
 {
     ClientProcess service;
     QVERIFY(service.startService());
-    const BusReply reply =
-        callAs(Identity::User,
-               {target.service, target.path, QStringLiteral("org.freedesktop.DBus.Introspectable")},
-               QStringLiteral("Introspect"));
+    const BusReply reply = callAs(
+        Identity::User, {target.service, target.path, text("org.freedesktop.DBus.Introspectable")},
+        text("Introspect"));
     const QString seen = reply.arguments.value(0).toString();
-    const int begin = seen.indexOf(QStringLiteral("<interface name=\"%1\"").arg(target.interface));
-    const QString end = QStringLiteral("</interface>");
+    const int begin = seen.indexOf(text("<interface name=\"%1\"").arg(target.interface));
+    const QString end = text("</interface>");
     QVERIFY(begin > 0);
 
-    QFile file(QStringLiteral(KIOSK_SOURCE_DIR "/packaging/com.orvik.orvikstore.xml"));
+    QFile file(text(KIOSK_SOURCE_DIR "/packaging/com.orvik.orvikstore.xml"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QString described = QString::fromUtf8(file.readAll());
-    const int from = described.indexOf(QStringLiteral("<interface"));
+    const int from = described.indexOf(text("<interface"));
     QCOMPARE(lines(seen.mid(begin, seen.indexOf(end, begin) - begin)),
              lines(described.mid(from, described.indexOf(end) - from)));
     // What only the scene may call is not there.
-    QCOMPARE(callAs(Identity::Root, target, QStringLiteral("processArguments")).errorName,
-             QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"));
+    QCOMPARE(callAs(Identity::Root, target, text("processArguments")).errorName,
+             text("org.freedesktop.DBus.Error.UnknownMethod"));
 }
 
 void TstDBusService::guard_data()
@@ -125,8 +125,7 @@ void TstDBusService::guard_data()
     QTest::addColumn<QVariantList>("arguments");
     QTest::addColumn<bool>("guarded");
     for (const Method &method : methods()) {
-        QTest::newRow(method.name)
-            << QString::fromLatin1(method.name) << method.arguments << method.guarded;
+        QTest::newRow(method.name) << text(method.name) << method.arguments << method.guarded;
     }
 }
 
@@ -137,9 +136,7 @@ void TstDBusService::guard()
     QFETCH(bool, guarded);
     // Nobody can sign in: a reply that is due late stays away.
     const bool late = method == QLatin1String("storeCredentials");
-    m_store.command(QStringLiteral("fault"),
-                    {{QStringLiteral("path"), QStringLiteral("/")},
-                     {QStringLiteral("do"), QStringLiteral("hang")}});
+    m_store.command(text("fault"), {{text("path"), text("/")}, {text("do"), text("hang")}});
     ClientProcess service;
     QVERIFY(service.startService());
 
@@ -153,9 +150,9 @@ void TstDBusService::guard()
         QVERIFY2(!reply.isError(), qPrintable(reply.errorText));
         return;
     }
-    QCOMPARE(reply.errorName, QStringLiteral("org.freedesktop.DBus.Error.AccessDenied"));
-    const QRegularExpression text(QStringLiteral("^PID [1-9]\\d* is not in privileged group$"));
-    QVERIFY2(text.match(reply.errorText).hasMatch(), qPrintable(reply.errorText));
+    QCOMPARE(reply.errorName, text("org.freedesktop.DBus.Error.AccessDenied"));
+    const QRegularExpression refusal(text("^PID [1-9]\\d* is not in privileged group$"));
+    QVERIFY2(refusal.match(reply.errorText).hasMatch(), qPrintable(reply.errorText));
 }
 
 void TstDBusService::refusedCallHasNoEffect()
@@ -174,18 +171,18 @@ void TstDBusService::refusedCallHasNoEffect()
     QVERIFY(cleared->waitForCount(1));
     QCOMPARE(cleared->size(), 1);
     QCOMPARE(status->size(), 0);
-    QVERIFY(service.log().filter(QStringLiteral("scene")).isEmpty());
+    QVERIFY(service.log().filter(text("scene")).isEmpty());
 }
 
 /** The bus starts the service for a call and delivers it. */
 void TstDBusService::activation()
 {
     const auto result = ServiceBus::listen("checkInstalledResult");
-    const BusReply reply = callAs(Identity::User, target, QStringLiteral("checkInstalled"),
-                                  {QStringLiteral("no-such-package")});
+    const BusReply reply =
+        callAs(Identity::User, target, text("checkInstalled"), {text("no-such-package")});
     QVERIFY2(!reply.isError(), qPrintable(reply.errorText));
     QVERIFY(result->waitForCount(1, 10000));
-    QCOMPARE(result->at(0), (QVariantList{QStringLiteral("no-such-package"), false}));
+    QCOMPARE(result->at(0), (QVariantList{text("no-such-package"), false}));
     const QDBusReply<uint> pid =
         QDBusConnection::sessionBus().interface()->servicePid(target.service);
     QVERIFY(pid.isValid());
@@ -196,64 +193,59 @@ void TstDBusService::reachesTheScene()
 {
     ClientProcess service;
     QVERIFY(service.startService());
-    ServiceBus::call("backplateConnected", {QStringLiteral("cover 7")});
+    ServiceBus::call("backplateConnected", {text("cover 7")});
     ServiceBus::call("myApps");
-    ServiceBus::call("showAppsStartingWith", {QStringLiteral("a b"), QStringLiteral("Title")});
-    QVERIFY(service.waitForLog(QStringLiteral("scene showAppsStartingWith")));
-    QStringList seen = service.log().filter(QStringLiteral("scene"));
-    seen.replaceInStrings(QStringLiteral("qml: scene "), QString());
+    ServiceBus::call("showAppsStartingWith", {text("a b"), text("Title")});
+    QVERIFY(service.waitForLog(text("scene showAppsStartingWith")));
+    QStringList seen = service.log().filter(text("scene"));
+    seen.replaceInStrings(text("qml: scene "), QString());
     // A back cover makes a scene, not a window.
     QCOMPARE(seen,
-             (QStringList{QStringLiteral("backplateConnected cover 7"), QStringLiteral("uiOpened"),
-                          QStringLiteral("update"), QStringLiteral("uiOpened"),
-                          QStringLiteral("showAppsStartingWith a b Title")}));
+             (QStringList{text("backplateConnected cover 7"), text("uiOpened"), text("update"),
+                          text("uiOpened"), text("showAppsStartingWith a b Title")}));
 }
 
 /** A back cover daemon that says nonsense, on a system bus where this test is the daemon. */
 void TstDBusService::backplate()
 {
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                  QStringLiteral("--print-address"),
-                  QStringLiteral("--address=unix:path=/tmp/backplate-bus")});
+    daemon.start(text("dbus-daemon"),
+                 {text("--session"), text("--nofork"), text("--print-address"),
+                  text("--address=unix:path=/tmp/backplate-bus")});
     QVERIFY(daemon.waitForReadyRead());
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
-    QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("backplate"));
-    const QString name = QStringLiteral("com.orvik.bkpd");
+    QDBusConnection bus = QDBusConnection::connectToBus(address, text("backplate"));
+    const QString name = text("com.orvik.bkpd");
     QVERIFY(bus.registerService(name));
 
     ClientProcess service;
-    service.setEnvironment(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), address);
+    service.setEnvironment(text("DBUS_SYSTEM_BUS_ADDRESS"), address);
     QVERIFY(service.startService());
     ServiceBus::call("backplateConnected", {QString()});
     const auto send = [&bus](const QVariantList &arguments) {
-        QDBusMessage message = QDBusMessage::createSignal(
-            QStringLiteral("/com/orvik/bkpd"), QStringLiteral("org.freedesktop.DBus.Properties"),
-            QStringLiteral("PropertiesChanged"));
+        QDBusMessage message = QDBusMessage::createSignal(text("/com/orvik/bkpd"),
+                                                          text("org.freedesktop.DBus.Properties"),
+                                                          text("PropertiesChanged"));
         message.setArguments(arguments);
         return bus.send(message);
     };
-    const QVariantMap ready{{QStringLiteral("Ready"), 0}};
+    const QVariantMap ready{{text("Ready"), 0}};
     const QList<QVariantList> all{
         {},
-        {QStringLiteral("com.orvik.other"), ready, QStringList()},
+        {text("com.orvik.other"), ready, QStringList()},
         {name},
         {name, 5},
-        {name, QStringList{QStringLiteral("Ready")}},
-        {name, QVariantMap{{QStringLiteral("Ready"), 1}}, QStringList()},
-        {name, QVariantMap{{QStringLiteral("ready"), 0}}, QStringList()},
+        {name, QStringList{text("Ready")}},
+        {name, QVariantMap{{text("Ready"), 1}}, QStringList()},
+        {name, QVariantMap{{text("ready"), 0}}, QStringList()},
         {name, ready},
     };
     for (const QVariantList &arguments : all)
         QVERIFY(send(arguments));
-    QVERIFY(service.waitForLog(QStringLiteral("scene backplateDisconnected")));
-    QCOMPARE(service.log()
-                 .filter(QStringLiteral("PropertiesChanged from a wrong service \"org."))
-                 .size(),
-             2);
-    QCOMPARE(service.log().filter(QStringLiteral("scene backplateDisconnected")).size(), 1);
-    QDBusConnection::disconnectFromBus(QStringLiteral("backplate"));
+    QVERIFY(service.waitForLog(text("scene backplateDisconnected")));
+    QCOMPARE(service.log().filter(text("PropertiesChanged from a wrong service \"org.")).size(), 2);
+    QCOMPARE(service.log().filter(text("scene backplateDisconnected")).size(), 1);
+    QDBusConnection::disconnectFromBus(text("backplate"));
     daemon.kill();
     QVERIFY(daemon.waitForFinished());
 }
@@ -262,17 +254,17 @@ void TstDBusService::backplate()
 void TstDBusService::lateCredentials()
 {
     const auto fault = [this](const char *path, const char *what) {
-        m_store.command(QStringLiteral("fault"),
-                        {{QStringLiteral("path"), QLatin1String(path)},
-                         {QStringLiteral("do"), QLatin1String(what)},
-                         {QStringLiteral("ms"), 1500}});
+        m_store.command(text("fault"),
+                        {{text("path"), QLatin1String(path)},
+                         {text("do"), QLatin1String(what)},
+                         {text("ms"), 1500}});
     };
     fault("/api/", "hang");
     fault("/oauth/", "delay");
     ClientProcess service;
     QVERIFY(service.startService());
     const QDBusMessage call = QDBusMessage::createMethodCall(
-        target.service, target.path, target.interface, QStringLiteral("storeCredentials"));
+        target.service, target.path, target.interface, text("storeCredentials"));
     QDBusPendingCallWatcher first(QDBusConnection::sessionBus().asyncCall(call, 60000));
     QSignalSpy firstDone(&first, &QDBusPendingCallWatcher::finished);
     QDBusPendingCallWatcher second(QDBusConnection::sessionBus().asyncCall(call, 60000));
@@ -281,7 +273,7 @@ void TstDBusService::lateCredentials()
     QVERIFY(!second.isFinished());
     QTRY_COMPARE_WITH_TIMEOUT(secondDone.size(), 1, 20000);
     const QDBusMessage reply = second.reply();
-    QCOMPARE(reply.signature(), QStringLiteral("ss"));
+    QCOMPARE(reply.signature(), text("ss"));
     QVERIFY(!reply.arguments().at(0).toString().isEmpty());
     QVERIFY(!reply.arguments().at(1).toString().isEmpty());
     // The later caller has taken the place of the earlier one.

@@ -1,5 +1,6 @@
 #include "osrelease.h"
 #include "osupdatecheckpolicy.h"
+#include "text.h"
 
 #include <QBuffer>
 #include <QTest>
@@ -23,32 +24,29 @@ void TstOsUpdateRules::osRelease_data()
 
     const QString none;
     QTest::newRow("usual") << QByteArray("NAME=x\nVERSION=\"3.2.1 (Lindmark)\"\nVERSION_ID=3.2.1\n")
-                           << QStringLiteral("3.2.1") << QStringLiteral("Lindmark");
+                           << text("3.2.1") << text("Lindmark");
     QTest::newRow("empty file") << QByteArray() << none << none;
-    QTest::newRow("no line end at the end")
-        << QByteArray("VERSION_ID=4.0") << QStringLiteral("4.0") << none;
+    QTest::newRow("no line end at the end") << QByteArray("VERSION_ID=4.0") << text("4.0") << none;
     QTest::newRow("quotes are part of the version")
-        << QByteArray("VERSION_ID=\"4.0\"\n") << QStringLiteral("\"4.0\"") << none;
+        << QByteArray("VERSION_ID=\"4.0\"\n") << text("\"4.0\"") << none;
     QTest::newRow("first version wins")
-        << QByteArray("VERSION_ID=1\nVERSION_ID=2\n") << QStringLiteral("1") << none;
+        << QByteArray("VERSION_ID=1\nVERSION_ID=2\n") << text("1") << none;
     QTest::newRow("an empty version counts as none")
-        << QByteArray("VERSION_ID= \nVERSION_ID=2\n") << QStringLiteral("2") << none;
+        << QByteArray("VERSION_ID= \nVERSION_ID=2\n") << text("2") << none;
     QTest::newRow("text behind the first equals sign")
-        << QByteArray("VERSION_ID= a=b \n") << QStringLiteral("a=b") << none;
+        << QByteArray("VERSION_ID= a=b \n") << text("a=b") << none;
     QTest::newRow("only at the start of a line")
         << QByteArray(" VERSION_ID=1\nMY_VERSION_ID=2\n") << none << none;
     QTest::newRow("last code name wins")
-        << QByteArray("VERSION=1 (A)\nVERSION=2 (B)\n") << none << QStringLiteral("B");
+        << QByteArray("VERSION=1 (A)\nVERSION=2 (B)\n") << none << text("B");
     QTest::newRow("a version without brackets keeps the code name")
-        << QByteArray("VERSION=1 (A)\nVERSION=2 (B\n") << none << QStringLiteral("A");
+        << QByteArray("VERSION=1 (A)\nVERSION=2 (B\n") << none << text("A");
     QTest::newRow("first bracket of each kind")
-        << QByteArray("VERSION=(A(B)C)\n") << none << QStringLiteral("A(B");
+        << QByteArray("VERSION=(A(B)C)\n") << none << text("A(B");
     QTest::newRow("brackets the wrong way round")
         << QByteArray("VERSION=)A(\n") << none << QString();
-    QTest::newRow("UTF-8") << QByteArray("VERSION=(Sj\xc3\xb6)\n") << none
-                           << QString::fromUtf8("Sj\xc3\xb6");
-    QTest::newRow("no UTF-8") << QByteArray("VERSION_ID=\xff\xfe\n")
-                              << QString::fromUtf8("\xff\xfe") << none;
+    QTest::newRow("UTF-8") << QByteArray("VERSION=(Sj\xc3\xb6)\n") << none << text("Sj\xc3\xb6");
+    QTest::newRow("no UTF-8") << QByteArray("VERSION_ID=\xff\xfe\n") << text("\xff\xfe") << none;
 }
 
 void TstOsUpdateRules::osRelease()
