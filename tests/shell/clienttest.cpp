@@ -26,13 +26,13 @@ ClientTest::~ClientTest() = default;
 void ClientTest::init()
 {
     m_log = std::make_unique<LogCapture>();
-    m_services.command(QStringLiteral("reset"));
-    m_storeSimulator.command(QStringLiteral("reset"));
+    m_services.command(text("reset"));
+    m_storeSimulator.command(text("reset"));
     m_packageKit.reset();
     m_view->engine()->clearComponentCache();
     QVERIFY(SceneFile::writeMain());
     cacheDirectory().removeRecursively();
-    QVERIFY(cacheDirectory().mkpath(QStringLiteral(".")));
+    QVERIFY(cacheDirectory().mkpath(text(".")));
 }
 
 void ClientTest::cleanup()
@@ -84,10 +84,10 @@ QString ClientTest::known(const QString &package, const QString &title)
 {
     Store::Application app;
     app.valid = true;
-    app.uuid = QStringLiteral("uuid-") + package;
+    app.uuid = text("uuid-") + package;
     app.packageName = package;
     app.title = title;
-    app.version = QStringLiteral("99");
+    app.version = text("99");
     m_store->addApplication(QSharedPointer<const Store::Application>::create(app));
     return app.uuid;
 }
@@ -107,7 +107,7 @@ std::unique_ptr<QGuiApplication> makeClientApplication(int &argc, char *argv[])
     std::unique_ptr<QGuiApplication> application(MDeclarativeCache::qApplication(argc, argv));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     auto *english = new QTranslator(application.get());
-    if (english->load(QStringLiteral("/usr/share/translations/orvik-store_eng_en")))
+    if (english->load(text("/usr/share/translations/orvik-store_eng_en")))
         QCoreApplication::installTranslator(english);
     return application;
 }

@@ -33,7 +33,7 @@ constexpr char quitLine[] = "-- quiting, inactivity timer expired";
 
 QString markerPath()
 {
-    return cacheDirectory().filePath(QStringLiteral("developer-mode"));
+    return cacheDirectory().filePath(text("developer-mode"));
 }
 
 } // namespace
@@ -85,7 +85,7 @@ void TstKioskClient::timerRunsFromTheStart()
     QCOMPARE(closed.size(), 0);
     m_client.reset();
 
-    makeClient({QStringLiteral("osupdate")});
+    makeClient({text("osupdate")});
     QVERIFY(!timer()->isActive());
     m_view->close();
     QVERIFY(!timer()->isActive());
@@ -96,12 +96,11 @@ void TstKioskClient::staysWhileBusy_data()
     QTest::addColumn<Deed>("start");
     QTest::addColumn<Deed>("end"); // none where the work is never over
     const Deed none;
-    const QString chess = QStringLiteral("chess");
+    const QString chess = text("chess");
     const auto hang = [this](const char *role) {
-        m_packageKit.command(QStringLiteral("script"),
-                             {{QStringLiteral("role"), QLatin1String(role)},
-                              {QStringLiteral("times"), -1},
-                              {QStringLiteral("hang"), true}});
+        m_packageKit.command(
+            text("script"),
+            {{text("role"), QLatin1String(role)}, {text("times"), -1}, {text("hang"), true}});
     };
     const auto dialog = [this](const char *signal) { QMetaObject::invokeMethod(root(), signal); };
 
@@ -116,12 +115,12 @@ void TstKioskClient::staysWhileBusy_data()
         << Deed([=] { m_connector->startupApplications({}); }) << none;
     QTest::newRow("credentials") << Deed([=] {
         QDBusConnection caller =
-            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("caller"));
-        const QString service = QStringLiteral("com.orvik.orvikstore");
-        caller.send(QDBusMessage::createMethodCall(service, QStringLiteral("/KioskClient"), service,
-                                                   QStringLiteral("storeCredentials")));
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, text("caller"));
+        const QString service = text("com.orvik.orvikstore");
+        caller.send(QDBusMessage::createMethodCall(service, text("/KioskClient"), service,
+                                                   text("storeCredentials")));
         QTRY_VERIFY(m_connector->isBusy());
-        QDBusConnection::disconnectFromBus(QStringLiteral("caller"));
+        QDBusConnection::disconnectFromBus(text("caller"));
     }) << none;
     QTest::newRow("package job") << Deed([=] {
         hang("GetPackages");
@@ -141,9 +140,8 @@ void TstKioskClient::staysWhileBusy()
     QFETCH(Deed, start);
     QFETCH(Deed, end);
     // What needs the store stays as it is.
-    m_storeSimulator.command(QStringLiteral("fault"),
-                             {{QStringLiteral("path"), QStringLiteral("/")},
-                              {QStringLiteral("do"), QStringLiteral("hang")}});
+    m_storeSimulator.command(text("fault"),
+                             {{text("path"), text("/")}, {text("do"), text("hang")}});
     openScene();
     if (start) {
         start();
@@ -160,7 +158,7 @@ void TstKioskClient::staysWhileBusy()
 
 void TstKioskClient::staysWithAWindow()
 {
-    makeClient({QStringLiteral("show")});
+    makeClient({text("show")});
     QVERIFY(!timer()->isActive());
     QVERIFY(m_view->isVisible());
     QCOMPARE(runUntilIdle(50), stillRunning);
@@ -210,7 +208,7 @@ void TstKioskClient::raisesDismissesAndRaisesAgain()
 
 void TstKioskClient::sceneKnowsItsObjects()
 {
-    QVERIFY(SceneFile::writeMain(QStringLiteral(
+    QVERIFY(SceneFile::writeMain(text(
         "ContentModel {} FeedModel {} FeedHeadModel {} Liker {} ReviewModel {} SearchAssistant {}\n"
         "Component.onCompleted: console.log('scene sees', OrvikStore.Ready,\n"
         "    PackageHandler.DistUpgradeCheckingSize, ApplicationState.Normal,\n"
@@ -219,7 +217,7 @@ void TstKioskClient::sceneKnowsItsObjects()
         "    installedModel.store === orvikStore, installedModel.packager === packageHandler,\n"
         "    typeof installedGridModel.columns, typeof installHandler.install,\n"
         "    typeof dbusConnector.installedAmbience, typeof dbusConnector.processArguments)")));
-    makeClient({QStringLiteral("show")});
+    makeClient({text("show")});
     QCOMPARE(logged("scene sees 5 4 32 6 5 local 3 23 true true true "
                     "number function function function"),
              1);
@@ -227,9 +225,9 @@ void TstKioskClient::sceneKnowsItsObjects()
 
 void TstKioskClient::brokenScene()
 {
-    QVERIFY(SceneFile::write(QStringLiteral("main.qml"), QStringLiteral("Nonsense {")));
+    QVERIFY(SceneFile::write(text("main.qml"), text("Nonsense {")));
     makeClient();
-    m_connector->install(QStringLiteral("/tmp/a.rpm"));
+    m_connector->install(text("/tmp/a.rpm"));
     m_connector->show();
     QVERIFY(!root());
     QVERIFY(m_view->isVisible());
@@ -257,10 +255,9 @@ void TstKioskClient::installedModelFollowsTheAccount()
     QFETCH(int, tokenStatus);
     QFETCH(OrvikStore::ConnectionState, state);
     QFETCH(int, rows);
-    m_storeSimulator.command(QStringLiteral("token"), {{QStringLiteral("status"), tokenStatus}});
+    m_storeSimulator.command(text("token"), {{text("status"), tokenStatus}});
     openScene();
-    m_installed->addApplication(
-        known(m_handler->knownPackages().constFirst(), QStringLiteral("Chess")));
+    m_installed->addApplication(known(m_handler->knownPackages().constFirst(), text("Chess")));
     QCOMPARE(m_installed->rowCount(), 1);
     m_store->tryConnect();
     QTRY_COMPARE_WITH_TIMEOUT(m_store->connectionState(), state, 20000);
@@ -294,8 +291,7 @@ void TstKioskClient::developerMode()
         QCOMPARE(::chown(qPrintable(markerPath()), 0, gid_t(markerGroup)), 0);
     }
     if (installed) {
-        const auto package =
-            packageRow(1, QStringLiteral("orvik-developer-mode;1-1;noarch;installed"));
+        const auto package = packageRow(1, text("orvik-developer-mode;1-1;noarch;installed"));
         m_packageKit.script({with(canned("GetPackages", {package}), "times", -1)});
     }
     openScene();
@@ -315,7 +311,7 @@ void TstKioskClient::developerModeReported()
     QFile blocked(cacheDirectory().path());
     QVERIFY(blocked.open(QIODevice::WriteOnly));
     call("slotDeveloperModeReported");
-    QVERIFY(blocked.remove() && cacheDirectory().mkpath(QStringLiteral(".")));
+    QVERIFY(blocked.remove() && cacheDirectory().mkpath(text(".")));
     call("slotDeveloperModeReported");
     QVERIFY(QFileInfo::exists(markerPath()));
     QCOMPARE(QFileInfo(markerPath()).size(), 0);
@@ -324,18 +320,18 @@ void TstKioskClient::developerModeReported()
 /** The image thread reads while the client goes, and after it. */
 void TstKioskClient::imagesOutliveTheClient()
 {
-    QVERIFY(SceneFile::writeMain(QStringLiteral("Repeater { model: 200; Image { asynchronous: "
-                                                "true; source: 'image://store/' + index } }")));
-    makeClient({QStringLiteral("show")});
+    QVERIFY(SceneFile::writeMain(text("Repeater { model: 200; Image { asynchronous: "
+                                      "true; source: 'image://store/' + index } }")));
+    makeClient({text("show")});
     QVERIFY(root());
     m_client.reset();
     QQmlEngine *engine = m_view->engine();
-    QQmlImageProviderBase *base = engine->imageProvider(QStringLiteral("store"));
+    QQmlImageProviderBase *base = engine->imageProvider(text("store"));
     QVERIFY(base);
     QSize size;
     auto *provider = static_cast<QQuickImageProvider *>(base);
-    QVERIFY(provider->requestImage(QStringLiteral("none"), &size, QSize()).isNull());
-    engine->removeImageProvider(QStringLiteral("store"));
+    QVERIFY(provider->requestImage(text("none"), &size, QSize()).isNull());
+    engine->removeImageProvider(text("store"));
 }
 
 int main(int argc, char *argv[])

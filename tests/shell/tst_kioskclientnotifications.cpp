@@ -12,8 +12,8 @@
 
 namespace {
 
-const QString softwareUpdate = QStringLiteral("x-tesk.software-update");
-const QString systemUpdate = QStringLiteral("x-tesk.system-update");
+const QString softwareUpdate = text("x-tesk.software-update");
+const QString systemUpdate = text("x-tesk.system-update");
 
 /** What is on show, as lines that a failing test can print. */
 QStringList shown(const QString &category)
@@ -22,7 +22,7 @@ QStringList shown(const QString &category)
     const auto all = Notification::notifications();
     for (const auto &notification : all) {
         if (notification->category() == category) {
-            lines.append(QStringLiteral("%1|%2|%3")
+            lines.append(text("%1|%2|%3")
                              .arg(notification->replacesId())
                              .arg(notification->itemCount())
                              .arg(notification->body()));
@@ -33,7 +33,7 @@ QStringList shown(const QString &category)
 
 QString line(uint id, int count, const QString &body)
 {
-    return QStringLiteral("%1|%2|%3").arg(id).arg(count).arg(body);
+    return text("%1|%2|%3").arg(id).arg(count).arg(body);
 }
 
 uint publish(const QString &category, int count, const QString &body)
@@ -116,18 +116,18 @@ void TstKioskClientNotifications::updates()
     QFETCH(int, updates);
     QFETCH(QList<int>, ids);
     QFETCH(QList<int>, counts);
-    const QString old = QStringLiteral("old");
+    const QString old = text("old");
     QList<uint> before;
     for (const int count : qAsConst(standing))
         before.append(publish(softwareUpdate, count, old));
-    const uint other = publish(QStringLiteral("x-orvik.store.error"), 2, old);
+    const uint other = publish(text("x-orvik.store.error"), 2, old);
 
     QStringList names;
     {
         const QSignalBlocker quiet(m_installed);
         const QStringList packages = m_handler->knownPackages();
         for (int i = 0; i < updates; ++i) {
-            const QString title = QStringLiteral("App %1").arg(i);
+            const QString title = text("App %1").arg(i);
             m_installed->addApplication(known(packages.at(i), title));
         }
         QCOMPARE(m_installed->updatablePackages().size(), updates);
@@ -141,10 +141,10 @@ void TstKioskClientNotifications::updates()
         const bool same = ids.at(i) >= 0 && standing.at(ids.at(i)) == counts.at(i);
         const auto published = Notification::notifications();
         const uint id = ids.at(i) >= 0 ? before.at(ids.at(i)) : published.last()->replacesId();
-        expected.append(line(id, counts.at(i), same ? old : names.join(QStringLiteral(", "))));
+        expected.append(line(id, counts.at(i), same ? old : names.join(text(", "))));
     }
     QCOMPARE(shown(softwareUpdate), expected);
-    QCOMPARE(shown(QStringLiteral("x-orvik.store.error")), QStringList{line(other, 2, old)});
+    QCOMPARE(shown(text("x-orvik.store.error")), QStringList{line(other, 2, old)});
 }
 
 void TstKioskClientNotifications::systemUpdate_data()
@@ -154,8 +154,8 @@ void TstKioskClientNotifications::systemUpdate_data()
     QTest::addColumn<QList<int>>("ids"); // as in updates_data()
     QTest::addColumn<QStringList>("versions");
 
-    const QString one = QStringLiteral("1.0");
-    const QString two = QStringLiteral("2.0");
+    const QString one = text("1.0");
+    const QString two = text("2.0");
     using Ints = QList<int>;
     using Texts = QStringList;
     QTest::newRow("nothing on offer") << Texts{} << QString() << Ints{} << Texts{};
@@ -201,33 +201,31 @@ void TstKioskClientNotifications::says_data()
 
     const auto row = [](const char *name, const char *category, const QStringList &texts,
                         const char *call, const Deed &event) {
-        QTest::newRow(name) << event << QString::fromLatin1(category) << texts
-                            << QString::fromLatin1(call);
+        QTest::newRow(name) << event << text(category) << texts << text(call);
     };
     const QString none;
-    const QString chess = QStringLiteral("chess");
-    const QString boats = QStringLiteral("boats");
-    const QString file = QStringLiteral("/tmp/a.rpm");
-    const QString bad = QStringLiteral("too bad");
+    const QString chess = text("chess");
+    const QString boats = text("boats");
+    const QString file = text("/tmp/a.rpm");
+    const QString bad = text("too bad");
 
     row("an update", "x-tesk.software-update",
-        {qtTrId("orvik-store-no-updates_available_include_n", 1), QStringLiteral("New"), none,
-         none},
+        {qtTrId("orvik-store-no-updates_available_include_n", 1), text("New"), none, none},
         "com.orvik.orvikstore/KioskClient com.orvik.orvikstore update", [this] {
             const QString package = m_handler->knownPackages().constFirst();
-            m_installed->addApplication(known(package, QStringLiteral("New")));
+            m_installed->addApplication(known(package, text("New")));
         });
     const QString available = qtTrId("orvik-store-no-system_update_available");
-    const QString release = qtTrId("orvik-store-no-system_update_version").arg(QStringLiteral("9"));
+    const QString release = qtTrId("orvik-store-no-system_update_version").arg(text("9"));
     row("a system update", "x-tesk.system-update", {available, release, available, release},
         "com.orvik.settings/com/orvik/settings/ui com.orvik.settings.ui showBranwickOs",
-        [this] { offer(QStringLiteral("9")); });
+        [this] { offer(text("9")); });
     for (const QString &package : {chess, boats}) {
-        const QString name = package == chess ? QStringLiteral("Chess %1") : package;
-        row(qPrintable(package + QStringLiteral(" failed")), "x-orvik.store.install-failed",
+        const QString name = package == chess ? text("Chess %1") : package;
+        row(qPrintable(package + text(" failed")), "x-orvik.store.install-failed",
             {qtTrId("orvik-store-no-install_failed"), name, none, none},
-            qPrintable(QStringLiteral("com.orvik.orvikstore/KioskClient com.orvik.orvikstore "
-                                      "showApp ")
+            qPrintable(text("com.orvik.orvikstore/KioskClient com.orvik.orvikstore "
+                            "showApp ")
                        + package),
             [=] { call("slotInstallFailed", Q_ARG(QString, package)); });
     }
@@ -249,10 +247,11 @@ void TstKioskClientNotifications::says_data()
 
     const auto packageError = [&](const char *name, const char *details, const char *package,
                                   const char *body) {
-        const QString text = QString::fromLatin1(details);
-        const QString about = QString::fromLatin1(package);
-        row(name, error, {none, none, problem, QString::fromLatin1(body)}, "",
-            [=] { call("slotHandlePackageError", Q_ARG(QString, text), Q_ARG(QString, about)); });
+        const QString problemText = text(details);
+        const QString about = text(package);
+        row(name, error, {none, none, problem, text(body)}, "", [=] {
+            call("slotHandlePackageError", Q_ARG(QString, problemText), Q_ARG(QString, about));
+        });
     };
     packageError("of a known package", "No %1!", "chess", "No Chess %1!");
     packageError("of an unknown package", "No %1!", "boats", "No boats!");
@@ -265,8 +264,8 @@ void TstKioskClientNotifications::says()
 {
     QFETCH(Deed, event);
     QFETCH(QString, category);
-    known(QStringLiteral("chess"), QStringLiteral("Chess %1"));
-    known(QStringLiteral("nameless"), QString());
+    known(text("chess"), text("Chess %1"));
+    known(text("nameless"), QString());
     event();
     const auto published = Notification::notifications();
     QCOMPARE(published.size(), 1);
@@ -287,18 +286,18 @@ void TstKioskClientNotifications::says()
 void TstKioskClientNotifications::areClearedForGood()
 {
     const QStringList packages = m_handler->knownPackages();
-    m_installed->addApplication(known(packages.at(0), QStringLiteral("Chess")));
+    m_installed->addApplication(known(packages.at(0), text("Chess")));
     OsInfo info;
-    info.version = QStringLiteral("9.1");
+    info.version = text("9.1");
     Q_EMIT m_handler->osUpdateInfo(info);
     QCOMPARE(shown(softwareUpdate).size(), 1);
     QCOMPARE(shown(::systemUpdate).size(), 1);
 
     call("slotClearOsUpdateCheckCache");
     QCOMPARE(Notification::notifications().size(), 0);
-    QVERIFY(cacheDirectory().exists(QStringLiteral("os-info"))); // for the next run
-    m_installed->addApplication(known(packages.at(1), QStringLiteral("Boats")));
-    info.version = QStringLiteral("9.2");
+    QVERIFY(cacheDirectory().exists(text("os-info"))); // for the next run
+    m_installed->addApplication(known(packages.at(1), text("Boats")));
+    info.version = text("9.2");
     Q_EMIT m_handler->osUpdateInfo(info);
     Q_EMIT m_store->osUpdateInfo(info);
     QCOMPARE(Notification::notifications().size(), 0);

@@ -22,13 +22,12 @@
 
 namespace {
 
-const QString running = QStringLiteral("3.2.1.20"); // of the phone
-const QString defaultCover =
-    QStringLiteral("/usr/share/kiosk-client/graphics/Branwick-OS-update-promo.jpg");
+const QString running = text("3.2.1.20"); // of the phone
+const QString defaultCover = text("/usr/share/kiosk-client/graphics/Branwick-OS-update-promo.jpg");
 
 QString cacheFile()
 {
-    return cacheDirectory().filePath(QStringLiteral("os-info"));
+    return cacheDirectory().filePath(text("os-info"));
 }
 
 QVariant cached(const char *key)
@@ -40,7 +39,7 @@ OsInfo offer(const QString &version)
 {
     OsInfo info;
     info.version = version;
-    info.codeName = QStringLiteral("Fjell");
+    info.codeName = text("Fjell");
     info.downloadSize = -1;
     return info;
 }
@@ -48,17 +47,15 @@ OsInfo offer(const QString &version)
 /** Writes the setting of when to look, or takes all settings away. */
 bool setMethod(int method)
 {
-    const QString database = QDir::homePath() + QStringLiteral("/.config/dconf/user");
+    const QString database = QDir::homePath() + text("/.config/dconf/user");
     if (method < 0)
         return !QFile::exists(database) || QFile::remove(database);
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("settings")));
+    QFile file(folder.filePath(text("settings")));
     return QDir().mkpath(QFileInfo(database).path()) && file.open(QIODevice::WriteOnly)
         && file.write("[apps/kiosk-client/settings]\nos_update_check_method=")
         && file.write(QByteArray::number(method) + '\n') && file.flush()
-        && QProcess::execute(QStringLiteral("dconf"),
-                             {QStringLiteral("compile"), database, folder.path()})
-        == 0;
+        && QProcess::execute(text("dconf"), {text("compile"), database, folder.path()}) == 0;
 }
 
 } // namespace
@@ -93,16 +90,13 @@ private:
 
 void TstKioskClientOsUpdate::goOnline(bool online)
 {
-    m_services.command(
-        QStringLiteral("connman"),
-        {{QStringLiteral("state"), online ? QStringLiteral("online") : QStringLiteral("idle")}});
+    m_services.command(text("connman"), {{text("state"), online ? text("online") : text("idle")}});
     QTRY_COMPARE(m_store->isOnline(), online);
 }
 
 void TstKioskClientOsUpdate::offerInStore()
 {
-    m_storeSimulator.command(QStringLiteral("osupdate"),
-                             {{QStringLiteral("version"), QStringLiteral("4.0.0.1")}});
+    m_storeSimulator.command(text("osupdate"), {{text("version"), text("4.0.0.1")}});
 }
 
 void TstKioskClientOsUpdate::cachedOffer_data()
@@ -126,12 +120,12 @@ void TstKioskClientOsUpdate::cachedOffer()
     const QDateTime checked(QDate(2024, 5, 6), QTime(7, 8, 9));
     {
         QSettings file(cacheFile(), QSettings::IniFormat);
-        file.setValue(QStringLiteral("version"), QStringLiteral("4.0"));
-        file.setValue(QStringLiteral("codeName"), QStringLiteral("Fjell"));
-        file.setValue(QStringLiteral("lastChecked"), checked);
-        file.setValue(QStringLiteral("downloadSize"), 5000000000LL);
-        file.setValue(QStringLiteral("removeSize"), -1);
-        file.setValue(QStringLiteral("downloaded"), downloaded);
+        file.setValue(text("version"), text("4.0"));
+        file.setValue(text("codeName"), text("Fjell"));
+        file.setValue(text("lastChecked"), checked);
+        file.setValue(text("downloadSize"), 5000000000LL);
+        file.setValue(text("removeSize"), -1);
+        file.setValue(text("downloaded"), downloaded);
     }
     QCOMPARE(::chown(qPrintable(cacheFile()), 0, gid_t(group)), 0);
     openScene();
@@ -144,9 +138,8 @@ void TstKioskClientOsUpdate::cachedOffer()
     QSignalSpy amount(m_service, &Service::osUpdateProgressChanged);
     m_connector->checkForOsUpdate(false, true);
     QCOMPARE(told.size(), 1);
-    QCOMPARE(told.at(0).at(0).toString(), counts ? QStringLiteral("4.0") : running);
-    QCOMPARE(told.at(0).at(1).toString(),
-             counts ? QStringLiteral("Fjell") : QStringLiteral("Lindmark"));
+    QCOMPARE(told.at(0).at(0).toString(), counts ? text("4.0") : running);
+    QCOMPARE(told.at(0).at(1).toString(), counts ? text("Fjell") : text("Lindmark"));
     QCOMPARE(told.at(0).at(5).toDateTime(), counts ? checked : QDateTime());
     QCOMPARE(told.at(0).at(6).toLongLong(), counts ? 5000000000LL : 0LL);
     QCOMPARE(told.at(0).at(8).toLongLong(), counts ? -1LL : 0LL);
@@ -164,11 +157,9 @@ void TstKioskClientOsUpdate::announcement_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("toldVersion");
     QTest::addColumn<QString>("toldCover");
-    const QString picture = QStringLiteral("/a.jpg");
-    QTest::newRow("newer") << QStringLiteral("4.0") << picture << 2 << QStringLiteral("4.0")
-                           << picture;
-    QTest::newRow("older") << QStringLiteral("1.0") << QString() << 2 << QStringLiteral("1.0")
-                           << defaultCover;
+    const QString picture = text("/a.jpg");
+    QTest::newRow("newer") << text("4.0") << picture << 2 << text("4.0") << picture;
+    QTest::newRow("older") << text("1.0") << QString() << 2 << text("1.0") << defaultCover;
     QTest::newRow("the running one") << running << picture << 1 << running << picture;
     QTest::newRow("none") << QString() << QString() << 1 << running << defaultCover;
 }
@@ -197,24 +188,24 @@ void TstKioskClientOsUpdate::repeatedOfferKeepsItsSizes()
 {
     openScene();
     goOnline(false);
-    Q_EMIT m_handler->osUpdateInfo(offer(QStringLiteral("4.0")));
+    Q_EMIT m_handler->osUpdateInfo(offer(text("4.0")));
     QSignalSpy told(m_service, &Service::osUpdateInfo);
     Q_EMIT m_handler->osUpdateSize(5000000000LL, 0, -5);
     QCOMPARE(told.takeFirst().mid(6), (QVariantList{5000000000LL, 0LL, -5LL}));
     QCOMPARE(cached("downloadSize").toLongLong(), 5000000000LL);
     QCOMPARE(cached("installSize").toLongLong(), 0LL);
     QCOMPARE(cached("removeSize").toLongLong(), -5LL);
-    OsInfo again = offer(QStringLiteral("4.0"));
-    again.codeName = QStringLiteral("Renamed");
+    OsInfo again = offer(text("4.0"));
+    again.codeName = text("Renamed");
     again.downloadSize = 1;
     again.installSize = 2;
     Q_EMIT m_handler->osUpdateInfo(again);
     QCOMPARE(told.size(), 1);
-    QCOMPARE(told.at(0).at(1).toString(), QStringLiteral("Renamed"));
+    QCOMPARE(told.at(0).at(1).toString(), text("Renamed"));
     QCOMPARE(told.at(0).mid(6), (QVariantList{5000000000LL, -1LL, -1LL}));
 
     // Another version brings sizes of its own.
-    Q_EMIT m_handler->osUpdateInfo(offer(QStringLiteral("4.1")));
+    Q_EMIT m_handler->osUpdateInfo(offer(text("4.1")));
     QCOMPARE(told.at(1).mid(6), (QVariantList{-1LL, 0LL, 0LL}));
     QCOMPARE(m_handler->distUpgradeStatus(), PackageHandler::DistUpgradeUnknown);
 }
@@ -252,8 +243,8 @@ void TstKioskClientOsUpdate::looksOrTells_data()
     QTest::addColumn<int>("progress"); // of an update
     QTest::addColumn<QString>("seen"); // "looks", "tells" what is known already, or nothing
 
-    const QString wifi = QStringLiteral("wifi");
-    const QString cellular = QStringLiteral("cellular");
+    const QString wifi = text("wifi");
+    const QString cellular = text("cellular");
     QTest::newRow("by default on wifi") << false << -1 << wifi << 0 << "looks";
     QTest::newRow("by default not on mobile data") << false << -1 << cellular << 0 << "tells";
     QTest::newRow("set to any") << false << 2 << cellular << 0 << "looks";
@@ -271,7 +262,7 @@ void TstKioskClientOsUpdate::looksOrTells()
     QFETCH(QString, bearer);
     QFETCH(int, progress);
     QVERIFY(setMethod(method));
-    m_services.command(QStringLiteral("connman"), {{QStringLiteral("type"), bearer}});
+    m_services.command(text("connman"), {{text("type"), bearer}});
     openScene();
     goReady();
     QTRY_VERIFY(!m_handler->isBusy());
@@ -279,8 +270,8 @@ void TstKioskClientOsUpdate::looksOrTells()
     QSignalSpy changed(m_store, &OrvikStore::osUpdateStatusChanged);
     QSignalSpy told(m_service, &Service::osUpdateInfo);
     m_connector->checkForOsUpdate(true, forced);
-    const QString seen = changed.size() == 1 ? QStringLiteral("looks")
-        : told.size() == 1                   ? QStringLiteral("tells")
+    const QString seen = changed.size() == 1 ? text("looks")
+        : told.size() == 1                   ? text("tells")
                                              : QString();
     QTEST(seen, "seen");
     QVERIFY(setMethod(-1));
@@ -300,7 +291,7 @@ void TstKioskClientOsUpdate::looksOnceByItself()
     m_view->close();
     QCOMPARE(status.value(0).value(0).toInt(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(sizes.size(), 1, 20000);
-    QCOMPARE(told.constLast().at(0).toString(), QStringLiteral("4.0.0.1"));
+    QCOMPARE(told.constLast().at(0).toString(), text("4.0.0.1"));
 
     QSignalSpy changed(m_store, &OrvikStore::osUpdateStatusChanged);
     m_view->show();
@@ -349,17 +340,17 @@ void TstKioskClientOsUpdate::requestWaitsForTheStore()
     QFETCH(int, mode);
     QFETCH(bool, waits);
     offerInStore();
-    m_services.command(QStringLiteral("rdm"), {{QStringLiteral("release/mode"), mode}});
+    m_services.command(text("rdm"), {{text("release/mode"), mode}});
     openScene();
     QTRY_VERIFY(m_store->isOnline());
     QSignalSpy told(m_store, &OrvikStore::osUpdateInfo);
-    m_connector->osUpdateSet(QStringLiteral("4.0.0.1"));
+    m_connector->osUpdateSet(text("4.0.0.1"));
     QCOMPARE(logged("Requested for an unspecified OS update."), int(!waits));
-    const QString page = QStringLiteral("settings.showBranwickOs");
+    const QString page = text("settings.showBranwickOs");
     if (waits) {
         QVERIFY(m_services.entries(page).isEmpty());
         QTRY_COMPARE_WITH_TIMEOUT(told.size(), 1, 20000);
-        QCOMPARE(told.at(0).at(0).value<OsInfo>().version, QStringLiteral("4.0.0.1"));
+        QCOMPARE(told.at(0).at(0).value<OsInfo>().version, text("4.0.0.1"));
     }
     QVERIFY(!m_services.waitForKind(page).isEmpty());
     QCOMPARE(m_services.entries(page).size(), 1);
@@ -370,15 +361,15 @@ void TstKioskClientOsUpdate::requestsWaitForTheNetwork()
 {
     openScene();
     goOnline(false);
-    m_connector->getOsUpdateSize(QStringLiteral("5.1"));
-    m_connector->downloadOsUpdate(QStringLiteral("5.2"));
+    m_connector->getOsUpdateSize(text("5.1"));
+    m_connector->downloadOsUpdate(text("5.2"));
     QCOMPARE(logged("PackageHandler::getOsUpdateSize"), 0);
     goOnline(true);
     QTRY_COMPARE(logged("PackageHandler::getOsUpdateSize(const QString&) \"5.2\""), 1);
     // It stays first, and is told once.
     goOnline(false);
-    m_connector->getOsUpdateSize(QStringLiteral("5.3"));
-    m_connector->downloadOsUpdate(QStringLiteral("5.4"));
+    m_connector->getOsUpdateSize(text("5.3"));
+    m_connector->downloadOsUpdate(text("5.4"));
     goOnline(true);
     QTRY_COMPARE(logged("PackageHandler::getOsUpdateSize(const QString&) \"5.4\""), 1);
     QCOMPARE(logged("PackageHandler::getOsUpdateSize"), 2);
@@ -401,8 +392,7 @@ void TstKioskClientOsUpdate::forcedCheckRestartsTheTimer()
 void TstKioskClientOsUpdate::newDomain()
 {
     openScene();
-    m_services.command(QStringLiteral("registration"),
-                       {{QStringLiteral("domain"), QStringLiteral("fjord")}});
+    m_services.command(text("registration"), {{text("domain"), text("fjord")}});
     QTRY_COMPARE(logged("slotRdmRegistrationChanged() \"fjord\""), 1);
 }
 
