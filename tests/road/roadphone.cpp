@@ -36,11 +36,11 @@ void RoadPhone::reset()
     m_client.reset();
     m_packages.reset();
     // As long as a real one knows an ended transaction, whose role may still be asked for.
-    m_packages.command(QStringLiteral("timing"), {{QStringLiteral("destroy"), 5000}});
-    m_services.command(QStringLiteral("reset"));
+    m_packages.command(text("timing"), {{text("destroy"), 5000}});
+    m_services.command(text("reset"));
     // What the client remembers to have published is void with that.
-    m_services.command(QStringLiteral("notifications-restart"));
-    m_store.command(QStringLiteral("reset"));
+    m_services.command(text("notifications-restart"));
+    m_store.command(text("reset"));
     cache().removeRecursively();
     QVERIFY(SceneFile::writeMain());
     forget();
@@ -54,21 +54,19 @@ bool RoadPhone::startClient(const QStringList &arguments)
 
 bool RoadPhone::startReady(const QStringList &arguments)
 {
-    if (!startClient(arguments) || !call(QStringLiteral("storeCredentials")))
+    if (!startClient(arguments) || !call(text("storeCredentials")))
         return false;
     // The list of installed applications is what the client asks for last.
     const auto isReady = [this] {
-        return !m_client->log().filter(QStringLiteral("Store server is now ready.")).isEmpty()
-            && m_packages.calls().contains(QStringLiteral("GetPackages(0x4)"));
+        return !m_client->log().filter(text("Store server is now ready.")).isEmpty()
+            && m_packages.calls().contains(text("GetPackages(0x4)"));
     };
     return waitUntil(isReady, 20000);
 }
 
 bool RoadPhone::isIdle()
 {
-    return m_packages.command(QStringLiteral("state"))[QLatin1String("transactions")]
-        .toArray()
-        .isEmpty();
+    return m_packages.command(text("state"))[QLatin1String("transactions")].toArray().isEmpty();
 }
 
 bool RoadPhone::stopClient()
@@ -106,8 +104,7 @@ void RoadPhone::script(const QStringList &lines)
 void RoadPhone::enable(const QStringList &repositories)
 {
     for (const QString &name : repositories) {
-        m_packages.command(QStringLiteral("repository"),
-                           {{QStringLiteral("name"), name}, {QStringLiteral("enabled"), true}});
+        m_packages.command(text("repository"), {{text("name"), name}, {text("enabled"), true}});
     }
 }
 
@@ -159,11 +156,11 @@ QStringList RoadPhone::homeScreen()
         const QString kind = entry[QLatin1String("kind")].toString();
         const QJsonArray arguments = entry[QLatin1String("arguments")].toArray();
         if (kind == QLatin1String("launcher.updatingStarted")) {
-            lines.append(QStringLiteral("updatingStarted %1|%2|%3")
+            lines.append(text("updatingStarted %1|%2|%3")
                              .arg(arguments[0].toString(), arguments[1].toString(),
                                   arguments[3].toString()));
         } else if (kind == QLatin1String("launcher.updatingFinished")) {
-            lines.append(QStringLiteral("updatingFinished ") + arguments[0].toString());
+            lines.append(text("updatingFinished ") + arguments[0].toString());
         }
     }
     return lines;
@@ -172,7 +169,7 @@ QStringList RoadPhone::homeScreen()
 QStringList RoadPhone::published()
 {
     QStringList lines;
-    const QJsonArray entries = m_services.entries(QStringLiteral("notification.notify"));
+    const QJsonArray entries = m_services.entries(text("notification.notify"));
     for (const QJsonValue &entry : entries) {
         const QJsonArray arguments = entry[QLatin1String("arguments")].toArray();
         const QJsonObject hints = arguments[6].toObject();
@@ -189,8 +186,7 @@ QStringList RoadPhone::onShow()
 {
     QStringList lines;
     const QJsonArray shown =
-        m_services.command(QStringLiteral("notifications-list"))[QLatin1String("notifications")]
-            .toArray();
+        m_services.command(text("notifications-list"))[QLatin1String("notifications")].toArray();
     for (const QJsonValue &notification : shown) {
         lines.append(notification[QLatin1String("hints")][QLatin1String("category")].toString()
                      + QLatin1Char('|') + notification[QLatin1String("body")].toString());
@@ -201,13 +197,13 @@ QStringList RoadPhone::onShow()
 QStringList RoadPhone::storeChanges()
 {
     QStringList lines;
-    const QJsonArray entries = m_store.entries(QStringLiteral("request"));
+    const QJsonArray entries = m_store.entries(text("request"));
     for (const QJsonValue &entry : entries) {
         const QString method = entry[QLatin1String("method")].toString();
         const QString path = entry[QLatin1String("path")].toString();
         if (method == QLatin1String("GET") || !path.startsWith(QLatin1String("/api/")))
             continue;
-        lines.append(QStringLiteral("%1 %2 %3 %4")
+        lines.append(text("%1 %2 %3 %4")
                          .arg(method, path.section(QLatin1Char('/'), 3, 3),
                               entry[QLatin1String("body")].toString(),
                               QString::number(entry[QLatin1String("status")].toInt())));
@@ -227,13 +223,13 @@ QString RoadPhone::installedVersion(const QString &package)
 
 QString RoadPhone::release()
 {
-    const QSettings device(QStringLiteral("/etc/rdm/rdm.ini"), QSettings::IniFormat);
-    return device.value(QStringLiteral("release/current")).toString();
+    const QSettings device(text("/etc/rdm/rdm.ini"), QSettings::IniFormat);
+    return device.value(text("release/current")).toString();
 }
 
 QDir RoadPhone::cache()
 {
-    return QDir(QDir::homePath() + QStringLiteral("/.cache/kiosk-client"));
+    return QDir(QDir::homePath() + text("/.cache/kiosk-client"));
 }
 
 void RoadPhone::onSignal(const QDBusMessage &message)

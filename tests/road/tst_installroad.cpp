@@ -27,7 +27,7 @@ QStringList job(const QString &package, int status, int result, const char *outc
                     QStringLiteral("packageProgressChanged %1 100").arg(package),
                     QStringLiteral("packageStatusChanged %1 %2").arg(package).arg(result)};
     if (*outcome)
-        all.append(QString::fromLatin1(outcome).arg(package));
+        all.append(text(outcome).arg(package));
     return all;
 }
 
@@ -56,7 +56,6 @@ private Q_SLOTS:
     void install_data();
     void install();
     void isolationFails();
-    void refused();
     void remove_data();
     void remove();
     void removeByDesktopFile_data();
@@ -112,8 +111,8 @@ bool TstInstallRoad::waitForEnd(const QString &line)
 
 QStringList TstInstallRoad::refreshes()
 {
-    return m_phone.packages().calls(QStringLiteral("RepoSetData"))
-        + m_phone.packages().calls(QStringLiteral("RefreshCache"));
+    return m_phone.packages().calls(text("RepoSetData"))
+        + m_phone.packages().calls(text("RefreshCache"));
 }
 
 void TstInstallRoad::install_data()
@@ -124,70 +123,27 @@ void TstInstallRoad::install_data()
     QTest::addColumn<QStringList>("setup");
     QTest::addColumn<int>("refreshed"); // levels of the ladder that were needed
 
-    QTest::newRow("with a library") << "fernweh"
-                                    << "4.0.2-1"
-                                    << "Fernweh" << lines({}) << 0;
-    QTest::newRow("an update") << "tidepool"
-                               << "2.3.1-1"
-                               << "Tidepool" << lines({}) << 0;
-    QTest::newRow("unknown to the store") << "libazimuth"
-                                          << "1.2.0-1"
-                                          << "" << lines({}) << 0;
-    QTest::newRow("seen after a refresh")
-        << "almanac"
-        << "2.2.5-1"
-        << "Almanac" << lines({R"(PackageKit stale {"name": "almanac", "level": 1})"}) << 1;
-    QTest::newRow("seen after a forced one")
-        << "hourglass"
-        << "1.7.0-1"
-        << "Hourglass" << lines({R"(PackageKit stale {"name": "hourglass", "level": 2})"}) << 2;
-    QTest::newRow("seen after a refresh of all")
-        << "ledgerline"
-        << "3.4.1-1"
-        << "Ledgerline" << lines({R"(PackageKit stale {"name": "ledgerline", "level": 3})"}) << 3;
-    QTest::newRow("a newer one is seen after a refresh")
-        << "orvik-notes"
-        << "2.1.0-1"
-        << "Notes"
-        << lines({R"(PackageKit stale {"name": "orvik-notes", "version": "2.1.0-1", "level": 1})"})
-        << 1;
-    QTest::newRow("a refresh fails too")
-        << "dicebag"
-        << "1.0.4-1"
-        << "Dicebag"
-        << lines({R"(PackageKit stale {"name": "dicebag", "level": 1})",
-                  R"(PackageKit script {"role": "RepoSetData", "error": 10, "text": "no index"})"})
-        << 2;
-    QTest::newRow("download fails")
-        << "tally"
-        << "1.2.2-1"
-        << "Tally"
-        << lines({R"(PackageKit script {"role": "InstallPackages", "error": 12, "at": "middle"})"})
-        << 1;
-    QTest::newRow("download is cancelled")
-        << "starling"
-        << "1.0.1-1"
-        << "Starling"
-        << lines({R"(PackageKit script {"role": "InstallPackages", "exit": 3, "at": "middle"})"})
-        << 1;
-    QTest::newRow("installing fails")
-        << "pebblejump"
-        << "2.0.0-1"
-        << "Pebble Jump"
-        << lines({R"(PackageKit script {"role": "InstallPackages", "skip": 1, "error": 8})"}) << 1;
-    QTest::newRow("calls are refused")
-        << "kingsmoor"
-        << "1.5.6-1"
-        << "Kingsmoor"
-        << lines({R"(PackageKit script {"role": "Resolve", "reject": "not now"})",
-                  R"(PackageKit script {"role": "DependsOn", "reject": "not now"})"})
-        << 2;
-    QTest::newRow("percentages that jump")
-        << "quiet-chess"
-        << "3.2.0-1"
-        << "Quiet Chess" << lines({R"(PackageKit script {"role": "InstallPackages", "times": 2,
-                                        "percentages": [50, 20, 101, 99, 0, 60]})"})
-        << 0;
+    const auto row = [](const char *name, const char *package, const char *version,
+                        const char *label, int refreshed, const QStringList &setup) {
+        QTest::newRow(name) << text(package) << text(version) << text(label) << setup << refreshed;
+    };
+    row("with a library", "fernweh", "4.0.2-1", "Fernweh", 0, {});
+    row("an update", "tidepool", "2.3.1-1", "Tidepool", 0, {});
+    row("unknown to the store", "libazimuth", "1.2.0-1", "", 0, {});
+    row("seen after a refresh of all", "hourglass", "1.7.0-1", "Hourglass", 3,
+        lines({R"(PackageKit stale {"name": "hourglass", "level": 3})"}));
+    row("a newer one is seen after a refresh", "orvik-notes", "2.1.0-1", "Notes", 1,
+        lines({R"(PackageKit stale {"name": "orvik-notes", "version": "2.1.0-1", "level": 1})"}));
+    row("download fails", "tally", "1.2.2-1", "Tally", 1,
+        lines({R"(PackageKit script {"role": "InstallPackages", "error": 12, "at": "middle"})"}));
+    row("download is cancelled", "starling", "1.0.1-1", "Starling", 1,
+        lines({R"(PackageKit script {"role": "InstallPackages", "exit": 3, "at": "middle"})"}));
+    row("calls are refused", "kingsmoor", "1.5.6-1", "Kingsmoor", 2,
+        lines({R"(PackageKit script {"role": "Resolve", "reject": "not now"})",
+               R"(PackageKit script {"role": "DependsOn", "reject": "not now"})"}));
+    row("percentages that jump", "quiet-chess", "3.2.0-1", "Quiet Chess", 0,
+        lines({R"(PackageKit script {"role": "InstallPackages", "times": 2,
+                                     "percentages": [50, 20, 101, 99, 0, 60]})"}));
 }
 
 void TstInstallRoad::install()
@@ -199,85 +155,72 @@ void TstInstallRoad::install()
     QFETCH(int, refreshed);
     const bool wasThere = !m_phone.installedVersion(package).isEmpty();
     m_phone.script(setup);
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
-    QVERIFY(waitForEnd(QStringLiteral("installPackageResult %1 true").arg(package)));
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
+    QVERIFY(waitForEnd(text("installPackageResult %1 true").arg(package)));
 
     QCOMPARE(m_phone.heard(), job(package, wasThere ? 3 : 2, 1, "installPackageResult %1 true"));
     QVERIFY(!m_phone.hasProgressFallen());
     QCOMPARE(m_phone.installedVersion(package), version);
-    const QStringList ladder{QStringLiteral("RepoSetData(store, refresh-now, false)"),
-                             QStringLiteral("RepoSetData(store, refresh-now, true)"),
-                             QStringLiteral("RefreshCache(true)")};
+    const QStringList ladder{text("RepoSetData(store, refresh-now, false)"),
+                             text("RepoSetData(store, refresh-now, true)"),
+                             text("RefreshCache(true)")};
     QCOMPARE(refreshes(), ladder.mid(0, refreshed));
     QCOMPARE(m_phone.packages().enabledRepositories(), m_repositories);
 
     // An update is announced with the launcher of the version that is there as well.
-    QStringList calls{QStringLiteral("updatingStarted %1|%2|")
-                          .arg(package, label.isEmpty() ? QStringLiteral("Untitled") : label)};
+    QStringList calls{
+        text("updatingStarted %1|%2|").arg(package, label.isEmpty() ? text("Untitled") : label)};
     if (wasThere) {
-        calls.append(QStringLiteral("updatingStarted %1||%2%1.desktop").arg(package, applications));
+        calls.append(text("updatingStarted %1||%2%1.desktop").arg(package, applications));
     }
-    calls.append(QStringLiteral("updatingFinished ") + package);
+    calls.append(text("updatingFinished ") + package);
     QCOMPARE(m_phone.homeScreen(), calls);
     const int reports = label.isEmpty() ? 0 : 1;
     QVERIFY(m_phone.waitUntil([&] { return m_phone.storeChanges().size() >= reports; }));
     QCOMPARE(m_phone.storeChanges().size(), reports);
     QCOMPARE(m_phone.storeChanges().filter(
-                 QRegularExpression(QStringLiteral("^POST myapplications .*\"application\".* 201$"),
+                 QRegularExpression(text("^POST myapplications .*\"application\".* 201$"),
                                     QRegularExpression::DotMatchesEverythingOption)),
              m_phone.storeChanges());
     const QString warning =
-        QStringLiteral("Trying to install package with no application uuid:  \"%1\"").arg(package);
+        text("Trying to install package with no application uuid:  \"%1\"").arg(package);
     QCOMPARE(m_phone.client()->log().filter(warning).size(), label.isEmpty() ? 1 : 0);
-    QCOMPARE(m_phone.published().filter(QStringLiteral("x-orvik")), QStringList());
+    QCOMPARE(m_phone.published().filter(text("x-orvik")), QStringList());
 }
 
 /** The third source can't be switched off. */
 void TstInstallRoad::isolationFails()
 {
-    const QString package = QStringLiteral("papercrane");
+    const QString package = text("papercrane");
     m_phone.script(lines(
         {R"(PackageKit script {"role": "RepoEnable", "skip": 2, "error": 27, "text": "no"})"}));
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
-    const QString error =
-        QStringLiteral("These software sources could not be switched: user-extra");
-    QVERIFY(m_phone.waitToHear(QStringLiteral("packageError ") + error));
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
+    const QString error = text("These software sources could not be switched: user-extra");
+    QVERIFY(m_phone.waitToHear(text("packageError ") + error));
     QCOMPARE(m_phone.heard(),
              job(package, 2, 0, "installPackageResult %1 false")
-                 + QStringList{QStringLiteral("packageError ") + error});
+                 + QStringList{text("packageError ") + error});
     QVERIFY(m_phone.waitUntil(
-        [this] { return m_phone.published().filter(QStringLiteral("x-orvik")).size() == 2; }));
+        [this] { return m_phone.published().filter(text("x-orvik")).size() == 2; }));
     QCOMPARE(m_phone.homeScreen(),
-             (QStringList{QStringLiteral("updatingStarted papercrane|Papercrane|"),
-                          QStringLiteral("updatingFinished papercrane")}));
-    QCOMPARE(m_phone.published().filter(QStringLiteral("x-orvik")),
-             (QStringList{failedInstall + QStringLiteral("Papercrane||"), storeError(error)}));
-    QCOMPARE(m_phone.packages().calls(QStringLiteral("Resolve")), QStringList());
+             (QStringList{text("updatingStarted papercrane|Papercrane|"),
+                          text("updatingFinished papercrane")}));
+    QCOMPARE(m_phone.published().filter(text("x-orvik")),
+             (QStringList{failedInstall + text("Papercrane||"), storeError(error)}));
+    QCOMPARE(m_phone.packages().calls(text("Resolve")), QStringList());
     // The store was told at the begin and nobody takes it back.
     QVERIFY(m_phone.waitUntil([this] { return m_phone.storeChanges().size() == 1; }));
     // Of what was off already only the first comes back.
     QStringList enabled = m_repositories;
-    enabled.removeAll(QStringLiteral("oss"));
+    enabled.removeAll(text("oss"));
     QVERIFY(m_phone.waitUntil(
         [&] { return m_phone.isIdle() && m_phone.packages().enabledRepositories() == enabled; }));
 
     m_phone.enable(m_repositories);
     m_phone.forget();
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
-    QVERIFY(waitForEnd(QStringLiteral("installPackageResult papercrane true")));
-    QCOMPARE(m_phone.installedVersion(package), QStringLiteral("1.1.3-1"));
-}
-
-void TstInstallRoad::refused()
-{
-    const QString package = QStringLiteral("rainbarrel");
-    QVERIFY(!m_phone.call(QStringLiteral("installPackage"), {package}, Identity::User));
-    QVERIFY(m_phone.call(QStringLiteral("checkInstalled"), {package}, Identity::User));
-    QVERIFY(m_phone.waitToHear(QStringLiteral("checkInstalledResult rainbarrel false")));
-    QCOMPARE(m_phone.heard().size(), 1);
-    QCOMPARE(m_phone.homeScreen(), QStringList());
-    QCOMPARE(m_phone.storeChanges(), QStringList());
-    QCOMPARE(m_phone.packages().calls(), QStringList());
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
+    QVERIFY(waitForEnd(text("installPackageResult papercrane true")));
+    QCOMPARE(m_phone.installedVersion(package), text("1.1.3-1"));
 }
 
 void TstInstallRoad::remove_data()
@@ -289,26 +232,24 @@ void TstInstallRoad::remove_data()
     QTest::addColumn<QStringList>("present");
     QTest::addColumn<QString>("label"); // empty: without an application in the store
 
+    const auto row = [](const char *name, const char *package, bool autoRemove, const char *label,
+                        const QStringList &gone, const QStringList &present,
+                        const QStringList &setup) {
+        QTest::newRow(name) << text(package) << autoRemove << setup << gone << present
+                            << text(label);
+    };
     // What the first table has left on the phone.
-    QTest::newRow("alone") << "fernweh" << false << lines({}) << lines({"fernweh"})
-                           << lines({"libbrindle"}) << "Fernweh";
-    QTest::newRow("with what nobody else needs")
-        << "starling" << true << lines({}) << lines({"starling", "libbrindle"})
-        << lines({"libquarto"}) << "Starling";
-    QTest::newRow("needed by another") << "libquarto" << false << lines({}) << lines({})
-                                       << lines({"libquarto", "libazimuth"}) << "";
-    QTest::newRow("not there: removed already")
-        << "rainbarrel" << false << lines({}) << lines({"rainbarrel"}) << lines({}) << "Rainbarrel";
-    QTest::newRow("fails")
-        << "tally" << false
-        << lines({R"(PackageKit script {"role": "RemovePackages", "error": 9, "text": "no"})"})
-        << lines({}) << lines({"tally"}) << "Tally";
-    QTest::newRow("the daemon dies")
-        << "tally" << false
-        << lines({R"(PackageKit script {"role": "RemovePackages", "die": "running"})"}) << lines({})
-        << lines({"tally"}) << "Tally";
-    QTest::newRow("after that") << "tally" << false << lines({}) << lines({"tally"}) << lines({})
-                                << "Tally";
+    row("alone", "fernweh", false, "Fernweh", lines({"fernweh"}), lines({"libbrindle"}), {});
+    row("with what nobody else needs", "starling", true, "Starling",
+        lines({"starling", "libbrindle"}), lines({"libquarto"}), {});
+    row("needed by another", "libquarto", false, "", {}, lines({"libquarto", "libazimuth"}), {});
+    row("not there: removed already", "rainbarrel", false, "Rainbarrel", lines({"rainbarrel"}), {},
+        {});
+    row("fails", "tally", false, "Tally", {}, lines({"tally"}),
+        lines({R"(PackageKit script {"role": "RemovePackages", "error": 9, "text": "no"})"}));
+    row("the daemon dies", "tally", false, "Tally", {}, lines({"tally"}),
+        lines({R"(PackageKit script {"role": "RemovePackages", "die": "running"})"}));
+    row("after that", "tally", false, "Tally", lines({"tally"}), {}, {});
 }
 
 void TstInstallRoad::remove()
@@ -320,15 +261,14 @@ void TstInstallRoad::remove()
     QFETCH(QStringList, present);
     QFETCH(QString, label);
     const bool works = !gone.isEmpty();
-    const bool hasLauncher = QFile::exists(applications + package + QStringLiteral(".desktop"));
+    const bool hasLauncher = QFile::exists(applications + package + text(".desktop"));
     m_phone.script(setup);
-    QVERIFY(m_phone.call(QStringLiteral("removePackage"), {package, autoRemove}));
+    QVERIFY(m_phone.call(text("removePackage"), {package, autoRemove}));
     const QString outcome =
-        QStringLiteral("removePackageResult %1 %2")
-            .arg(package, works ? QStringLiteral("true") : QStringLiteral("false"));
+        text("removePackageResult %1 %2").arg(package, works ? text("true") : text("false"));
     if (works)
         QVERIFY(waitForEnd(outcome));
-    const QString finished = QStringLiteral("updatingFinished ") + package;
+    const QString finished = text("updatingFinished ") + package;
     QVERIFY(m_phone.waitUntil([&] {
         return m_phone.heard().contains(outcome) && m_phone.homeScreen().contains(finished)
             && m_phone.storeChanges().size() == int(works);
@@ -338,14 +278,13 @@ void TstInstallRoad::remove()
              works ? removed(package) : job(package, 4, 1, "removePackageResult %1 false"));
     QStringList calls;
     if (hasLauncher)
-        calls.append(QStringLiteral("updatingStarted %1||%2%1.desktop").arg(package, applications));
+        calls.append(text("updatingStarted %1||%2%1.desktop").arg(package, applications));
     QCOMPARE(m_phone.homeScreen(), calls + QStringList{finished});
-    QCOMPARE(m_phone.storeChanges().filter(QStringLiteral("DELETE myapplications")).size(),
-             int(works));
+    QCOMPARE(m_phone.storeChanges().filter(text("DELETE myapplications")).size(), int(works));
     const QString name = label.isEmpty() ? package : label;
-    QCOMPARE(m_phone.published().filter(QStringLiteral("x-orvik")),
+    QCOMPARE(m_phone.published().filter(text("x-orvik")),
              works ? QStringList()
-                   : QStringList{storeError(name + QStringLiteral(" could not be removed."))});
+                   : QStringList{storeError(name + text(" could not be removed."))});
     for (const QString &each : qAsConst(gone))
         QCOMPARE(m_phone.installedVersion(each), QString());
     for (const QString &each : qAsConst(present))
@@ -361,24 +300,21 @@ void TstInstallRoad::removeByDesktopFile_data()
     QTest::addColumn<QString>("asked"); // of the package daemon: who owns this file
     QTest::addColumn<bool>("handedOver"); // to the support service for Android applications
 
-    const QByteArray android = "[Desktop Entry]\nType=Application\nName=X\n"
-                               "X-apkd-apkfile=/data/app/x.apk\n";
-    QTest::newRow("an application") << "hourglass.desktop" << QByteArray() << ""
-                                    << "hourglass"
-                                    << "" << false;
-    QTest::newRow("a package of an Android application")
-        << "apkd_launcher_com_tramlines_transit-Main.desktop" << QByteArray()
-        << "quayside-apk-com.tramlines.transit"
-        << "quayside-apk-com.tramlines.transit"
-        << "/usr/share/quayside/com.tramlines.transit.apk" << false;
-    QTest::newRow("an Android application without a package")
-        << "apkd_launcher_x.desktop" << android << ""
-        << ""
-        << "/data/app/x.apk" << true;
-    QTest::newRow("nobody's") << "x.desktop" << QByteArray("[Desktop Entry]\nType=Application\n")
-                              << ""
-                              << ""
-                              << "/usr/share/applications/x.desktop" << false;
+    const auto row = [](const char *name, const char *file, const char *content,
+                        const char *installed, const char *removed, const char *asked,
+                        bool handedOver) {
+        QTest::newRow(name) << text(file) << QByteArray(content) << text(installed) << text(removed)
+                            << text(asked) << handedOver;
+    };
+    const char *tramlines = "quayside-apk-com.tramlines.transit";
+    row("an application", "hourglass.desktop", "", "", "hourglass", "", false);
+    row("a package of an Android application", "apkd_launcher_com_tramlines_transit-Main.desktop",
+        "", tramlines, tramlines, "/usr/share/quayside/com.tramlines.transit.apk", false);
+    row("an Android application without a package", "apkd_launcher_x.desktop",
+        "[Desktop Entry]\nType=Application\nName=X\nX-apkd-apkfile=/data/app/x.apk\n", "", "",
+        "/data/app/x.apk", true);
+    row("nobody's", "x.desktop", "[Desktop Entry]\nType=Application\n", "", "",
+        "/usr/share/applications/x.desktop", false);
 }
 
 void TstInstallRoad::removeByDesktopFile()
@@ -390,8 +326,8 @@ void TstInstallRoad::removeByDesktopFile()
     QFETCH(QString, asked);
     QFETCH(bool, handedOver);
     if (!installed.isEmpty()) {
-        QVERIFY(m_phone.call(QStringLiteral("installPackage"), {installed}));
-        QVERIFY(waitForEnd(QStringLiteral("installPackageResult %1 true").arg(installed)));
+        QVERIFY(m_phone.call(text("installPackage"), {installed}));
+        QVERIFY(waitForEnd(text("installPackageResult %1 true").arg(installed)));
         m_phone.forget();
     }
     const QString path = applications + file;
@@ -400,16 +336,14 @@ void TstInstallRoad::removeByDesktopFile()
         QVERIFY(launcher.open(QIODevice::WriteOnly) && launcher.write(content) > 0);
     }
     QVERIFY(QFile::exists(path));
-    QVERIFY(m_phone.call(QStringLiteral("removePackageByDesktopFile"), {path}));
+    QVERIFY(m_phone.call(text("removePackageByDesktopFile"), {path}));
     if (!removed.isEmpty())
-        QVERIFY(waitForEnd(QStringLiteral("packageStatusChanged %1 0").arg(removed)));
-    const QStringList questions = asked.isEmpty()
-        ? QStringList()
-        : QStringList{QStringLiteral("SearchFile(0x4, %1)").arg(asked)};
+        QVERIFY(waitForEnd(text("packageStatusChanged %1 0").arg(removed)));
+    const QStringList questions =
+        asked.isEmpty() ? QStringList() : QStringList{text("SearchFile(0x4, %1)").arg(asked)};
     QVERIFY(m_phone.waitUntil([&] {
-        return m_phone.packages().calls(QStringLiteral("SearchFile")) == questions
-            && m_phone.services().entries(QStringLiteral("apkd.removeFile")).size()
-            == int(handedOver);
+        return m_phone.packages().calls(text("SearchFile")) == questions
+            && m_phone.services().entries(text("apkd.removeFile")).size() == int(handedOver);
     }));
     QVERIFY(m_phone.waitUntil([this] { return m_phone.isIdle(); }));
     // Nobody has asked for a result by the package's name.
@@ -432,15 +366,13 @@ void TstInstallRoad::daemonDies_data()
 
     const QString no;
     const QString source =
-        QStringLiteral("packageError These software sources could not be switched: non-oss");
-    const QString list =
-        QStringLiteral("packageError The list of installed packages could not be read.");
+        text("packageError These software sources could not be switched: non-oss");
+    const QString list = text("packageError The list of installed packages could not be read.");
     const auto row = [](const char *name, const char *package, const char *role, int skip,
                         const char *moment, bool isInstalled, const QString &error,
                         const char *lost) {
-        QTest::newRow(name) << QString::fromLatin1(package) << QString::fromLatin1(role) << skip
-                            << QString::fromLatin1(moment) << isInstalled << error
-                            << QString::fromLatin1(lost);
+        QTest::newRow(name) << text(package) << text(role) << skip << text(moment) << isInstalled
+                            << error << text(lost);
     };
     row("listing sources", "marble-run", "GetRepoList", 0, "running", true, no, "");
     row("isolating", "wayfarer", "RepoEnable", 0, "running", false, source, "");
@@ -464,11 +396,11 @@ void TstInstallRoad::daemonDies()
     QFETCH(bool, isInstalled);
     QFETCH(QString, error);
     QFETCH(QString, lost);
-    m_phone.script({QStringLiteral(R"(PackageKit script {"role": "%1", "skip": %2, "die": "%3"})")
+    m_phone.script({text(R"(PackageKit script {"role": "%1", "skip": %2, "die": "%3"})")
                         .arg(role)
                         .arg(skip)
                         .arg(moment)});
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
     const QStringList expected =
         (isInstalled ? installed(package) : job(package, 2, 0, "installPackageResult %1 false"))
         + (error.isEmpty() ? QStringList() : QStringList{error});
@@ -482,39 +414,39 @@ void TstInstallRoad::daemonDies()
 
     m_phone.forget();
     if (!isInstalled) {
-        QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
-        QVERIFY(waitForEnd(QStringLiteral("installPackageResult %1 true").arg(package)));
+        QVERIFY(m_phone.call(text("installPackage"), {package}));
+        QVERIFY(waitForEnd(text("installPackageResult %1 true").arg(package)));
     }
-    QVERIFY(m_phone.call(QStringLiteral("removePackage"), {package, false}));
-    QVERIFY(waitForEnd(QStringLiteral("removePackageResult %1 true").arg(package)));
+    QVERIFY(m_phone.call(text("removePackage"), {package, false}));
+    QVERIFY(waitForEnd(text("removePackageResult %1 true").arg(package)));
 }
 
 /** A job goes on; a removal is never told to the store. */
 void TstInstallRoad::networkGoes()
 {
-    const QString package = QStringLiteral("inkwell");
+    const QString package = text("inkwell");
     m_phone.script(lines({R"(PackageKit timing {"download": 300})"}));
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
     QVERIFY(m_phone.waitUntil(
-        [this] { return !m_phone.packages().calls(QStringLiteral("InstallPackages")).isEmpty(); }));
+        [this] { return !m_phone.packages().calls(text("InstallPackages")).isEmpty(); }));
     m_phone.script(
         lines({R"(Services connman {"state": "idle"})", R"(PackageKit timing {"download": 10})"}));
-    QVERIFY(waitForEnd(QStringLiteral("installPackageResult inkwell true")));
+    QVERIFY(waitForEnd(text("installPackageResult inkwell true")));
     QVERIFY(m_phone.waitUntil([this] { return m_phone.storeChanges().size() == 1; }));
     m_phone.forget();
-    QVERIFY(m_phone.call(QStringLiteral("removePackage"), {package, false}));
-    QVERIFY(waitForEnd(QStringLiteral("removePackageResult inkwell true")));
+    QVERIFY(m_phone.call(text("removePackage"), {package, false}));
+    QVERIFY(waitForEnd(text("removePackageResult inkwell true")));
     QVERIFY(m_phone.client()->waitForLog(
-        QStringLiteral("Device offline, could not inform store backend about uninstallation of "
-                       "\"inkwell\"")));
-    QVERIFY(m_phone.homeScreen().contains(QStringLiteral("updatingFinished inkwell")));
+        text("Device offline, could not inform store backend about uninstallation of "
+             "\"inkwell\"")));
+    QVERIFY(m_phone.homeScreen().contains(text("updatingFinished inkwell")));
 
     m_phone.script(lines({R"(Services connman {"state": "online"})"}));
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {package}));
-    QVERIFY(waitForEnd(QStringLiteral("installPackageResult inkwell true")));
+    QVERIFY(m_phone.call(text("installPackage"), {package}));
+    QVERIFY(waitForEnd(text("installPackageResult inkwell true")));
     QVERIFY(m_phone.waitUntil([this] { return !m_phone.storeChanges().isEmpty(); }));
     QCOMPARE(m_phone.storeChanges().size(), 1);
-    QCOMPARE(m_phone.storeChanges().filter(QStringLiteral("DELETE")), QStringList());
+    QCOMPARE(m_phone.storeChanges().filter(text("DELETE")), QStringList());
 }
 
 void TstInstallRoad::waitsForTheStore_data()
@@ -541,25 +473,24 @@ void TstInstallRoad::waitsForTheStore()
     m_phone.reset();
     m_phone.script(before);
     QVERIFY(m_phone.startClient());
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {QStringLiteral("dicebag")}));
+    QVERIFY(m_phone.call(text("installPackage"), {text("dicebag")}));
     if (!after.isEmpty()) {
         QVERIFY(m_phone.waitUntil([&] {
-            return again
-                ? m_phone.client()->log().filter(QStringLiteral("--> 6")).size() > 0
-                : !m_phone.services().entries(QStringLiteral("dialog.openConnectionNow")).isEmpty();
+            return again ? m_phone.client()->log().filter(text("--> 6")).size() > 0
+                         : !m_phone.services().entries(text("dialog.openConnectionNow")).isEmpty();
         }));
-        QVERIFY(m_phone.heard().filter(QStringLiteral("dicebag")).isEmpty());
+        QVERIFY(m_phone.heard().filter(text("dicebag")).isEmpty());
         QCOMPARE(m_phone.homeScreen(), QStringList());
         m_phone.script(after);
     }
-    QStringList expected = installed(QStringLiteral("dicebag"));
+    QStringList expected = installed(text("dicebag"));
     if (again) {
-        QVERIFY(m_phone.call(QStringLiteral("installPackage"), {QStringLiteral("tally")}));
-        QVERIFY(m_phone.waitToHear(QStringLiteral("installPackageResult tally true"), 20000));
+        QVERIFY(m_phone.call(text("installPackage"), {text("tally")}));
+        QVERIFY(m_phone.waitToHear(text("installPackageResult tally true"), 20000));
     }
     QVERIFY(m_phone.waitToHear(expected.constLast(), 20000));
-    QCOMPARE(m_phone.heard().filter(QStringLiteral("dicebag")), expected);
-    QCOMPARE(m_phone.installedVersion(QStringLiteral("dicebag")), QStringLiteral("1.0.4-1"));
+    QCOMPARE(m_phone.heard().filter(text("dicebag")), expected);
+    QCOMPARE(m_phone.installedVersion(text("dicebag")), text("1.0.4-1"));
     QVERIFY(m_phone.waitUntil([&] { return m_phone.storeChanges().size() == 1 + int(again); }));
 }
 
@@ -567,13 +498,12 @@ void TstInstallRoad::checkBeforeTheList_data()
 {
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QStringList>("heard");
-    const QString failure =
-        QStringLiteral("packageError The list of installed packages could not be read.");
+    const QString failure = text("packageError The list of installed packages could not be read.");
     QTest::newRow("a slow list") << R"(PackageKit script {"role": "GetPackages", "ms": 300})"
                                  << lines({"checkInstalledResult tidepool true"});
     QTest::newRow("no list")
         << R"(PackageKit script {"role": "GetPackages", "ms": 300, "at": "end", "error": 4})"
-        << QStringList{failure, QStringLiteral("checkInstalledResult tidepool false")};
+        << QStringList{failure, text("checkInstalledResult tidepool false")};
 }
 
 void TstInstallRoad::checkBeforeTheList()
@@ -583,13 +513,14 @@ void TstInstallRoad::checkBeforeTheList()
     m_phone.reset();
     m_phone.script({fault});
     QVERIFY(m_phone.startClient());
-    QVERIFY(m_phone.call(QStringLiteral("checkInstalled"), {installedUpdate}, Identity::User));
+    QVERIFY(m_phone.call(text("checkInstalled"), {installedUpdate}, Identity::User));
     QVERIFY(m_phone.waitToHear(heard.constLast()));
     QCOMPARE(m_phone.heard(), heard);
     m_phone.forget();
-    QVERIFY(m_phone.call(QStringLiteral("packageName"),
-                         {applications + QStringLiteral("tidepool.desktop")}));
-    QVERIFY(m_phone.waitToHear(QStringLiteral("packageNameResult tidepool")));
+    QVERIFY(m_phone.call(text("packageName"), {applications + text("tidepool.desktop")}));
+    QVERIFY(m_phone.waitToHear(text("packageNameResult tidepool")));
+    QVERIFY(m_phone.call(text("packageName"), {text("/no/such/file")}));
+    QVERIFY(m_phone.waitToHear(text("packageNameResult ")));
 }
 
 void TstInstallRoad::clientDies_data()
@@ -599,8 +530,6 @@ void TstInstallRoad::clientDies_data()
     QTest::addColumn<QStringList>("off"); // sources that stay off
     const QStringList all = lines({"non-oss", "oss", "user-extra"});
     QTest::newRow("isolating") << "RepoEnable" << 2 << lines({"non-oss", "oss"});
-    QTest::newRow("looking") << "Resolve" << 0 << all;
-    QTest::newRow("downloading") << "InstallPackages" << 0 << all;
     QTest::newRow("installing") << "InstallPackages" << 1 << all;
     QTest::newRow("putting back") << "RepoEnable" << 4 << lines({"oss", "user-extra"});
 }
@@ -614,10 +543,10 @@ void TstInstallRoad::clientDies()
     m_phone.reset();
     QVERIFY(m_phone.startReady());
     m_phone.forget();
-    m_phone.script({QStringLiteral(R"(PackageKit script {"role": "%1", "skip": %2, "hang": true})")
+    m_phone.script({text(R"(PackageKit script {"role": "%1", "skip": %2, "hang": true})")
                         .arg(role)
                         .arg(skip)});
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {QStringLiteral("dicebag")}));
+    QVERIFY(m_phone.call(text("installPackage"), {text("dicebag")}));
     QVERIFY(m_phone.waitUntil([&] { return m_phone.packages().calls(role).size() == skip + 1; }));
     m_phone.killClient();
     QStringList enabled = m_repositories;
@@ -628,72 +557,71 @@ void TstInstallRoad::clientDies()
     m_phone.packages().kill();
     m_phone.forget();
     QVERIFY(m_phone.startReady());
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {QStringLiteral("tally")}));
-    QVERIFY(waitForEnd(QStringLiteral("installPackageResult tally true")));
+    QVERIFY(m_phone.call(text("installPackage"), {text("tally")}));
+    QVERIFY(waitForEnd(text("installPackageResult tally true")));
     QCOMPARE(m_phone.packages().enabledRepositories(), enabled);
     QVERIFY(m_phone.stopClient());
 }
 
 void TstInstallRoad::sideLoad_data()
 {
-    QTest::addColumn<bool>("allowed");
+    QTest::addColumn<QByteArray>("setting");
     QTest::addColumn<bool>("broken");
-    QTest::newRow("allowed") << true << false;
-    QTest::newRow("a broken file") << true << true;
-    QTest::newRow("not allowed") << false << false;
+    QTest::newRow("allowed") << QByteArray("1") << false;
+    QTest::newRow("allowed by any number, a broken file") << QByteArray("2") << true;
+    QTest::newRow("not allowed") << QByteArray("0") << false;
 }
 
 /** Through the scene, which decides. */
 void TstInstallRoad::sideLoad()
 {
-    QFETCH(bool, allowed);
+    QFETCH(QByteArray, setting);
     QFETCH(bool, broken);
+    const bool allowed = setting != "0";
     m_phone.reset();
-    QVERIFY(SceneFile::writeMain(
-        QStringLiteral("Connections { target: root\n function onInstall(packageName) {\n"
-                       "packageHandler.install(packageName, function(success) {\n"
-                       "console.log('scene installed', packageName, success) }) } }")));
-    QFile lock(QStringLiteral("/usr/share/pavilion/devicelock/devicelock_settings.conf"));
+    QVERIFY(
+        SceneFile::writeMain(text("Connections { target: root\n function onInstall(packageName) {\n"
+                                  "packageHandler.install(packageName, function(success) {\n"
+                                  "console.log('scene installed', packageName, success) }) } }")));
+    QFile lock(text("/usr/share/pavilion/devicelock/devicelock_settings.conf"));
     QVERIFY(lock.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    lock.write(allowed ? "[desktop]\ntesk\\devicelock\\sideloading_allowed=1\n" : "");
+    lock.write("[desktop]\ntesk\\devicelock\\sideloading_allowed=" + setting);
     lock.close();
-    const QString file = QStringLiteral("/tmp/soundings.rpm");
+    const QString file = text("/tmp/soundings.rpm");
     QFile::remove(file);
     QVERIFY(QFile::copy(qEnvironmentVariable("KIOSK_SIMULATOR_DIR")
-                            + QStringLiteral("/../share/packages/soundings-2.5.0-1.noarch.rpm"),
+                            + text("/../share/packages/soundings-2.5.0-1.noarch.rpm"),
                         file));
     if (broken)
         QVERIFY(QFile::resize(file, 20));
     QVERIFY(m_phone.startReady());
     m_phone.forget();
-    QVERIFY(m_phone.call(QStringLiteral("install"), {file}));
+    QVERIFY(m_phone.call(text("install"), {file}));
     QVERIFY(m_phone.waitUntil([this] {
-        return !m_phone.published().filter(QStringLiteral("x-orvik")).isEmpty() && m_phone.isIdle();
+        return !m_phone.published().filter(text("x-orvik")).isEmpty() && m_phone.isIdle();
     }));
-    const QString text = !allowed
-        ? QStringLiteral("x-orvik.store.error||Installing files is switched off. You can allow "
-                         "untrusted software in the settings.")
-        : broken ? QStringLiteral("x-orvik.store.sideloading-failed|"
-                                  "Package could not be installed|/tmp/soundings.rpm")
-                 : QStringLiteral("x-orvik.store.sideloading-success|Package installed|"
-                                  "/tmp/soundings.rpm");
-    QCOMPARE(m_phone.published().filter(QStringLiteral("x-orvik")),
-             QStringList{text + text.mid(text.indexOf(QLatin1Char('|')))});
+    const QString said = !allowed
+        ? text("x-orvik.store.error||Installing files is switched off. You can allow "
+               "untrusted software in the settings.")
+        : broken ? text("x-orvik.store.sideloading-failed|"
+                        "Package could not be installed|/tmp/soundings.rpm")
+                 : text("x-orvik.store.sideloading-success|Package installed|"
+                        "/tmp/soundings.rpm");
+    QCOMPARE(m_phone.published().filter(text("x-orvik")),
+             QStringList{said + said.mid(said.indexOf(QLatin1Char('|')))});
     if (!allowed) {
         QCOMPARE(m_phone.heard(), QStringList());
-        QVERIFY(m_phone.client()->log().filter(QStringLiteral("scene install")).isEmpty());
+        QVERIFY(m_phone.client()->log().filter(text("scene install")).isEmpty());
         return;
     }
     QVERIFY(m_phone.client()->waitForLog(
-        QStringLiteral("scene installed %1 %2")
-            .arg(file, broken ? QStringLiteral("false") : QStringLiteral("true"))));
+        text("scene installed %1 %2").arg(file, broken ? text("false") : text("true"))));
     QStringList heard = job(file, 2, broken ? 0 : 1, "");
     if (broken) {
-        heard.insert(3, QStringLiteral("packageError %1 is not a valid package").arg(file));
+        heard.insert(3, text("packageError %1 is not a valid package").arg(file));
     }
     QCOMPARE(m_phone.heard(), heard);
-    QCOMPARE(m_phone.installedVersion(QStringLiteral("soundings")),
-             broken ? QString() : QStringLiteral("2.5.0-1"));
+    QCOMPARE(m_phone.installedVersion(text("soundings")), broken ? QString() : text("2.5.0-1"));
     QCOMPARE(m_phone.homeScreen(), QStringList());
     QCOMPARE(m_phone.storeChanges(), QStringList());
 }

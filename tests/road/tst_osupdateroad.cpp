@@ -1,5 +1,4 @@
 #include "roadphone.h"
-#include "scenefile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -18,9 +17,6 @@ const QString sized =
 const QString downloadFailed = QStringLiteral("The system update failed. Try again later.");
 const QString downloaded = QStringLiteral(
     "x-tesk.system-update-downloaded|System update downloaded||System update downloaded|");
-const QString ownWindow = // closes when it is asked to show the application "close"
-    QStringLiteral("Connections { target: root\n function onShowApp(packageName) {\n"
-                   "if (packageName === 'close') root.dismissUi() } }");
 
 /** A phone for which a release is out. */
 QStringList offer()
@@ -53,7 +49,6 @@ private Q_SLOTS:
 
     void check_data();
     void check();
-    void checksByItselfOnce();
     void download_data();
     void download();
     void reportedTooEarly();
@@ -81,7 +76,7 @@ void TstOsUpdateRoad::init()
 {
     m_phone.reset();
     // With one that is off a download is reported too early; one row below has it so.
-    m_phone.enable({QStringLiteral("nightly")});
+    m_phone.enable({text("nightly")});
     m_repositories = m_phone.packages().enabledRepositories();
 }
 
@@ -89,7 +84,7 @@ void TstOsUpdateRoad::findUpdate()
 {
     m_phone.script(offer());
     QVERIFY(m_phone.startReady());
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {true, true}));
+    QVERIFY(m_phone.call(text("checkForOsUpdate"), {true, true}));
     QVERIFY(m_phone.waitToHear(sized));
     QVERIFY(m_phone.waitUntil([this] { return isPutBack(); }));
     m_phone.forget();
@@ -104,7 +99,7 @@ bool TstOsUpdateRoad::isPutBack()
 QStringList TstOsUpdateRoad::switches()
 {
     QStringList releases;
-    const QJsonArray entries = m_phone.services().entries(QStringLiteral("rdm.setRelease"));
+    const QJsonArray entries = m_phone.services().entries(text("rdm.setRelease"));
     for (const QJsonValue &entry : entries)
         releases.append(entry[QLatin1String("arguments")][0].toString());
     return releases;
@@ -112,14 +107,13 @@ QStringList TstOsUpdateRoad::switches()
 
 QVariant TstOsUpdateRoad::cached(const char *key)
 {
-    const QSettings file(RoadPhone::cache().filePath(QStringLiteral("os-info")),
-                         QSettings::IniFormat);
+    const QSettings file(RoadPhone::cache().filePath(text("os-info")), QSettings::IniFormat);
     return file.value(QLatin1String(key));
 }
 
 QStringList TstOsUpdateRoad::osNotifications()
 {
-    return m_phone.published().filter(QRegularExpression(QStringLiteral("^x-tesk.system|error")));
+    return m_phone.published().filter(QRegularExpression(text("^x-tesk.system|error")));
 }
 
 void TstOsUpdateRoad::check_data()
@@ -129,19 +123,15 @@ void TstOsUpdateRoad::check_data()
     QTest::addColumn<QStringList>("published");
     QTest::addColumn<QString>("kept"); // version in the cache
 
-    const QString offered = QStringLiteral("osUpdateInfo 3.3.0.12 Saltholm -1 0 0");
-    const QString sizeless = QStringLiteral("osUpdateInfo 3.3.0.12 Saltholm 0 0 0");
-    const QString sizeError =
-        QStringLiteral("The size of the system update could not be found out.");
-    const QString sourcesError =
-        QStringLiteral("These software sources could not be switched: nightly");
-    const QString shown = QStringLiteral("x-tesk.system-update|System update available|"
-                                         "Branwick OS 3.3.0.12|System update available|"
-                                         "Branwick OS 3.3.0.12");
-    const QString older = QStringLiteral("3.2.1.19");
-    const auto status = [](int value) {
-        return QStringLiteral("osUpdateStatusChanged %1").arg(value);
-    };
+    const QString offered = text("osUpdateInfo 3.3.0.12 Saltholm -1 0 0");
+    const QString sizeless = text("osUpdateInfo 3.3.0.12 Saltholm 0 0 0");
+    const QString sizeError = text("The size of the system update could not be found out.");
+    const QString sourcesError = text("These software sources could not be switched: nightly");
+    const QString shown = text("x-tesk.system-update|System update available|"
+                               "Branwick OS 3.3.0.12|System update available|"
+                               "Branwick OS 3.3.0.12");
+    const QString older = text("3.2.1.19");
+    const auto status = [](int value) { return text("osUpdateStatusChanged %1").arg(value); };
     // Nothing new is said before the details are there, and their sizes come last.
     const QStringList nothing{status(0), status(1), none};
     const QStringList sizing{status(2), offered, status(3)};
@@ -151,8 +141,8 @@ void TstOsUpdateRoad::check_data()
     QTest::newRow("an older one counts as well")
         << lines({R"(Store osupdate {"version": "3.2.1.19", "code_name": "Saltholm"})"})
         << nothing
-            + QStringList{status(2), QStringLiteral("osUpdateInfo 3.2.1.19 Saltholm -1 0 0"),
-                          status(3), status(2), QString(sized).replace(newRelease, older)}
+            + QStringList{status(2), text("osUpdateInfo 3.2.1.19 Saltholm -1 0 0"), status(3),
+                          status(2), QString(sized).replace(newRelease, older)}
         << QStringList{QString(shown).replace(newRelease, older)} << older;
     QTest::newRow("nothing is out")
         << lines({"Store osupdate {}"}) << nothing << QStringList() << QString();
@@ -164,21 +154,20 @@ void TstOsUpdateRoad::check_data()
     QTest::newRow("its sizes can't be had")
         << offer() + lines({R"(PackageKit script {"role": "UpgradeSystem", "error": 44,
                                                   "text": "DOWNLOAD=1;INSTALL=2;REMOVE=3"})"})
-        << nothing + sizing
-            + QStringList{QStringLiteral("packageError ") + sizeError, status(2), sizeless}
+        << nothing + sizing + QStringList{text("packageError ") + sizeError, status(2), sizeless}
         << QStringList{shown, problem(sizeError)} << newRelease;
     QTest::newRow("sources can't be switched")
         << offer()
             + lines({R"(PackageKit script {"role": "RepoEnable", "error": 27, "text": "no"})"})
         << nothing + sizing
-            + QStringList{QStringLiteral("packageError ") + sizeError, status(2), sizeless,
-                          QStringLiteral("packageError ") + sourcesError}
+            + QStringList{text("packageError ") + sizeError, status(2), sizeless,
+                          text("packageError ") + sourcesError}
         << QStringList{shown, problem(sizeError), problem(sourcesError)} << newRelease;
     QTest::newRow("a device without isolation")
         << offer() + lines({R"(Services rdm {"release/mode": 2})"})
         << QStringList{status(0),
                        status(2),
-                       QStringLiteral("osUpdateInfo 3.3.0.12 Lindmark -1 -1 0"),
+                       text("osUpdateInfo 3.3.0.12 Lindmark -1 -1 0"),
                        status(3),
                        status(2),
                        QString(sized).replace(QLatin1String("Saltholm"), QLatin1String("Lindmark"))}
@@ -194,7 +183,7 @@ void TstOsUpdateRoad::check()
     m_phone.script(setup);
     QVERIFY(m_phone.startReady());
     m_phone.forget();
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {true, true}));
+    QVERIFY(m_phone.call(text("checkForOsUpdate"), {true, true}));
     QVERIFY(m_phone.waitUntil([&] { return m_phone.heard().size() >= heard.size(); }));
     QVERIFY(m_phone.waitUntil([&] {
         return isPutBack() && cached("lastChecked").isValid()
@@ -204,32 +193,9 @@ void TstOsUpdateRoad::check()
     QCOMPARE(osNotifications(), published);
     QCOMPARE(cached("version").toString(), kept);
     QCOMPARE(cached("downloaded").toBool(), false);
-    const QFileInfo file(RoadPhone::cache().filePath(QStringLiteral("os-info")));
+    const QFileInfo file(RoadPhone::cache().filePath(text("os-info")));
     QVERIFY(file.isFile());
-    QCOMPARE(file.group(), QStringLiteral("privileged"));
-}
-
-/** The first check of a run waits until the window has closed. */
-void TstOsUpdateRoad::checksByItselfOnce()
-{
-    QVERIFY(SceneFile::writeMain(ownWindow));
-    m_phone.script(offer());
-    QVERIFY(m_phone.startReady({QStringLiteral("show")}));
-    QVERIFY(m_phone.heard().filter(QStringLiteral("osUpdate")).isEmpty());
-    const auto close = [this] {
-        return m_phone.call(QStringLiteral("showApp"), {QStringLiteral("close")});
-    };
-    QVERIFY(close());
-    QVERIFY(m_phone.waitToHear(sized));
-    QVERIFY(m_phone.client()->waitForLog(QStringLiteral("scene uiClosed")));
-    m_phone.forget();
-    QVERIFY(close());
-    QVERIFY(m_phone.waitUntil([this] {
-        return m_phone.client()->log().filter(QStringLiteral("scene uiClosed")).size() >= 3;
-    }));
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {false, false}));
-    QVERIFY(m_phone.waitToHear(sized));
-    QCOMPARE(m_phone.heard(), (QStringList{QStringLiteral("osUpdateStatusChanged 2"), sized}));
+    QCOMPARE(file.group(), text("privileged"));
 }
 
 void TstOsUpdateRoad::download_data()
@@ -247,19 +213,19 @@ void TstOsUpdateRoad::download_data()
                         const QVariantList &arguments, const QStringList &meanwhile,
                         const QString &awaited, int last, int attempts,
                         const QStringList &published) {
-        QTest::newRow(name) << before << QString::fromLatin1(method) << arguments << meanwhile
-                            << awaited << last << attempts << published;
+        QTest::newRow(name) << before << text(method) << arguments << meanwhile << awaited << last
+                            << attempts << published;
     };
-    const QString failed = QStringLiteral("packageError ") + downloadFailed;
+    const QString failed = text("packageError ") + downloadFailed;
     const QStringList silence;
 
     row("undisturbed", {}, "", {}, {}, progress(100), 100, 1, {downloaded});
     row("the bearer goes", {}, "", {}, lines({R"(Services connman {"state": "idle"})"}),
         progress(100), 100, 1, {downloaded});
-    row("an install", {}, "installPackage", {QStringLiteral("dicebag")}, {},
-        QStringLiteral("installPackageResult dicebag true"), -1, 1, silence);
-    row("a removal", {}, "removePackage", {QStringLiteral("orvik-calculator"), false}, {},
-        QStringLiteral("removePackageResult orvik-calculator true"), -1, 1, silence);
+    row("an install", {}, "installPackage", {text("dicebag")}, {},
+        text("installPackageResult dicebag true"), -1, 1, silence);
+    row("a removal", {}, "removePackage", {text("orvik-calculator"), false}, {},
+        text("removePackageResult orvik-calculator true"), -1, 1, silence);
     row("somebody else's work", {}, "", {},
         lines({R"(PackageKit foreign {"role": "InstallPackages", "ms": 50})"}), QString(), -1, 1,
         silence);
@@ -294,7 +260,7 @@ void TstOsUpdateRoad::download()
     m_phone.script(before);
     const bool isDisturbed = !method.isEmpty() || !meanwhile.isEmpty();
     m_phone.script(lines({R"(PackageKit timing {"upgrade-download": 1000})"}));
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     if (isDisturbed) {
         QVERIFY(m_phone.waitToHear(::progress(10)));
         QCOMPARE(RoadPhone::release(), newRelease);
@@ -307,14 +273,14 @@ void TstOsUpdateRoad::download()
     QVERIFY(awaited.isEmpty() || m_phone.waitToHear(awaited));
     QVERIFY(m_phone.waitUntil([this] { return isPutBack(); }));
 
-    const QStringList steps = m_phone.heard().filter(QStringLiteral("osUpdateProgressChanged"));
+    const QStringList steps = m_phone.heard().filter(text("osUpdateProgressChanged"));
     QCOMPARE(steps.constFirst(), ::progress(1));
     QCOMPARE(steps.filter(::progress(100)).size(), progress == 100 ? 1 : 0);
     if (progress >= 0)
         QCOMPARE(steps.constLast(), ::progress(progress));
-    QCOMPARE(m_phone.packages().calls(QStringLiteral("UpgradeSystem")).size(), attempts);
+    QCOMPARE(m_phone.packages().calls(text("UpgradeSystem")).size(), attempts);
     QCOMPARE(osNotifications(), published);
-    QCOMPARE(m_phone.heard().filter(QStringLiteral("packageError")).size(), progress == 0 ? 1 : 0);
+    QCOMPARE(m_phone.heard().filter(text("packageError")).size(), progress == 0 ? 1 : 0);
     QCOMPARE(cached("downloaded").toBool(), progress == 100);
     QCOMPARE(switches(), (QStringList{newRelease, presentRelease}));
 }
@@ -323,13 +289,13 @@ void TstOsUpdateRoad::download()
 void TstOsUpdateRoad::reportedTooEarly()
 {
     m_phone.script(lines({R"(PackageKit repository {"name": "nightly", "enabled": false})"}));
-    m_repositories.removeAll(QStringLiteral("nightly"));
+    m_repositories.removeAll(text("nightly"));
     findUpdate();
     m_phone.script(lines({R"(PackageKit timing {"upgrade-download": 500})"}));
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     QVERIFY(m_phone.waitToHear(progress(91)));
     QVERIFY(m_phone.waitUntil([this] { return isPutBack(); }));
-    const QStringList steps = m_phone.heard().filter(QStringLiteral("osUpdateProgressChanged"));
+    const QStringList steps = m_phone.heard().filter(text("osUpdateProgressChanged"));
     QVERIFY(steps.indexOf(progress(100)) < steps.indexOf(progress(91)));
     QCOMPARE(steps.filter(progress(100)).size(), 1);
     QCOMPARE(osNotifications(), QStringList{downloaded});
@@ -341,7 +307,7 @@ void TstOsUpdateRoad::killedAndStartedAgain()
 {
     findUpdate();
     m_phone.script(lines({R"(PackageKit timing {"upgrade-download": 1000})"}));
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     QVERIFY(m_phone.waitToHear(progress(10)));
     m_phone.killClient();
     // The sources were back already; nobody is left who puts the release back.
@@ -355,12 +321,11 @@ void TstOsUpdateRoad::killedAndStartedAgain()
     QVERIFY(m_phone.startReady());
     // The notification of the run before still stands.
     QCOMPARE(osNotifications(), QStringList());
-    QVERIFY(m_phone.onShow().contains(QStringLiteral("x-tesk.system-update|Branwick OS 3.3.0.12")));
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {true, true}));
+    QVERIFY(m_phone.onShow().contains(text("x-tesk.system-update|Branwick OS 3.3.0.12")));
+    QVERIFY(m_phone.call(text("checkForOsUpdate"), {true, true}));
     // The daemon has brought its work to an end all the same.
-    QVERIFY(m_phone.waitToHear(
-        QStringLiteral("osUpdateInfo 3.3.0.12 Saltholm 0 1258291200 943718400")));
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.waitToHear(text("osUpdateInfo 3.3.0.12 Saltholm 0 1258291200 943718400")));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     QVERIFY(m_phone.waitToHear(progress(100)));
     QVERIFY(m_phone.waitUntil([this] { return m_phone.isIdle(); }));
     QVERIFY(m_phone.waitUntil([this] { return cached("downloaded").toBool(); }));
@@ -371,20 +336,18 @@ void TstOsUpdateRoad::killedWhileIsolating()
 {
     findUpdate();
     m_phone.script(lines({R"(PackageKit script {"role": "RepoEnable", "skip": 2, "hang": true})"}));
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
-    const auto hangs = [this] {
-        return m_phone.packages().calls(QStringLiteral("RepoEnable")).size() == 3;
-    };
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
+    const auto hangs = [this] { return m_phone.packages().calls(text("RepoEnable")).size() == 3; };
     QVERIFY(m_phone.waitUntil(hangs));
     m_phone.killClient();
-    m_repositories.removeAll(QStringLiteral("nightly"));
-    m_repositories.removeAll(QStringLiteral("non-oss"));
+    m_repositories.removeAll(text("nightly"));
+    m_repositories.removeAll(text("non-oss"));
     QCOMPARE(m_phone.packages().enabledRepositories(), m_repositories);
     QCOMPARE(RoadPhone::release(), newRelease);
 
     QVERIFY(m_phone.startReady());
-    QVERIFY(m_phone.call(QStringLiteral("installPackage"), {QStringLiteral("dicebag")}));
-    QVERIFY(m_phone.waitToHear(QStringLiteral("installPackageResult dicebag true")));
+    QVERIFY(m_phone.call(text("installPackage"), {text("dicebag")}));
+    QVERIFY(m_phone.waitToHear(text("installPackageResult dicebag true")));
     const auto isBack = [this] {
         return m_phone.packages().enabledRepositories() == m_repositories;
     };
@@ -395,19 +358,18 @@ void TstOsUpdateRoad::killedWhileIsolating()
 void TstOsUpdateRoad::remembersTheDownload()
 {
     findUpdate();
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     QVERIFY(m_phone.waitToHear(progress(100)));
     QVERIFY(m_phone.waitUntil([this] { return isPutBack(); }));
     QVERIFY(m_phone.stopClient());
     m_phone.forget();
     QVERIFY(m_phone.startReady());
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {true, true}));
+    QVERIFY(m_phone.call(text("checkForOsUpdate"), {true, true}));
     QVERIFY(m_phone.client()->waitForLog(
-        QStringLiteral("System update already in progress. Check request ignored.")));
-    QVERIFY(m_phone.call(QStringLiteral("checkForOsUpdate"), {false, false}));
+        text("System update already in progress. Check request ignored.")));
+    QVERIFY(m_phone.call(text("checkForOsUpdate"), {false, false}));
     QVERIFY(m_phone.waitToHear(sized));
-    QCOMPARE(m_phone.heard(),
-             (QStringList{QStringLiteral("osUpdateStatusChanged 2"), progress(100), sized}));
+    QCOMPARE(m_phone.heard(), (QStringList{text("osUpdateStatusChanged 2"), progress(100), sized}));
     QCOMPARE(osNotifications(), QStringList());
 }
 
@@ -435,7 +397,7 @@ void TstOsUpdateRoad::installsAtBoot()
     QFETCH(QStringList, setup);
     QFETCH(bool, succeeds);
     findUpdate();
-    QVERIFY(m_phone.call(QStringLiteral("downloadOsUpdate"), {newRelease}));
+    QVERIFY(m_phone.call(text("downloadOsUpdate"), {newRelease}));
     QVERIFY(m_phone.waitToHear(progress(100)));
     QVERIFY(m_phone.waitUntil([this] { return isPutBack(); }));
     QVERIFY(m_phone.stopClient());
@@ -444,11 +406,11 @@ void TstOsUpdateRoad::installsAtBoot()
 
     QVERIFY(m_phone.startClient({installer}));
     // The scene lets the handler go when it has the result.
-    QVERIFY(m_phone.client()->waitForLog(QStringLiteral("telling PackageKit daemon to quit")));
+    QVERIFY(m_phone.client()->waitForLog(text("telling PackageKit daemon to quit")));
     QVERIFY(m_phone.waitUntil([this] { return m_phone.isIdle(); }));
     QCOMPARE(RoadPhone::release(), succeeds ? newRelease : presentRelease);
-    QCOMPARE(m_phone.installedVersion(QStringLiteral("branwick-version")),
-             succeeds ? QStringLiteral("3.3.0-12") : QStringLiteral("3.2.1-20"));
+    QCOMPARE(m_phone.installedVersion(text("branwick-version")),
+             succeeds ? text("3.3.0-12") : text("3.2.1-20"));
     QCOMPARE(switches(),
              succeeds ? QStringList{newRelease} : (QStringList{newRelease, presentRelease}));
     QCOMPARE(m_phone.packages().enabledRepositories(), m_repositories);
