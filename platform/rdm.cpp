@@ -66,7 +66,9 @@ QStringList RdmRepoManager::repos(bool modeTwo, int filter)
 {
     if (filter != requiredRepositories)
         return {};
-    return configured(modeTwo ? requiredInModeTwoKey : requiredKey).toStringList();
+    QStringList names = configured(modeTwo ? requiredInModeTwoKey : requiredKey).toStringList();
+    names.removeAll(QString()); // as which the settings give an empty list
+    return names;
 }
 
 QString RdmDeviceInfo::deviceModel()

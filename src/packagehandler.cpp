@@ -1,9 +1,9 @@
 #include "packagehandler.h"
 
+#include "mdesktopentry.h"
 #include "package/managerpkgkit.h"
 #include "package/transaction.h"
-#include "platform/mdesktopentry.h"
-#include "platform/rdm.h"
+#include "rdm.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
@@ -461,11 +461,10 @@ void PackageHandler::uninstallByDesktopFile(const QString &desktopFile)
         slotPackageNameForUninstallFailure(QLatin1String("bad file: ") + desktopFile);
         return;
     }
-    // Lookups may overlap, and each removal must get the answer to its own.
-    const auto record = Information::Ptr::create();
+    const Information::Ptr record = newQuestion();
     record->name = m_manager->packageNameByDesktopFile(desktopFile);
+    m_packageInfoRecord = record;
     if (!record->name.isEmpty()) {
-        m_packageInfoRecord = record;
         slotPackageNameForUninstallSuccess();
         return;
     }
@@ -480,14 +479,10 @@ void PackageHandler::uninstallByDesktopFile(const QString &desktopFile)
     const QString apkFile = readApkFile(desktopFile);
     Transaction *transaction =
         m_manager->createPackageNameTransaction(apkFile.isEmpty() ? desktopFile : apkFile, record);
-    connect(transaction, &Transaction::success, this, [this, record, desktopFile] {
-        m_packageInfoRecord = record;
-        m_desktopFile = desktopFile;
-        slotPackageNameForUninstallSuccess();
-    });
-    connect(transaction, &Transaction::failure, this,
-            &PackageHandler::slotPackageNameForUninstallFailure);
-    transaction->start();
+    connect(transaction, &Transaction::success, this,
+            [this, desktopFile] { m_desktopFile = desktopFile; });
+    ask(transaction, record, &PackageHandler::slotPackageNameForUninstallSuccess,
+        &PackageHandler::slotPackageNameForUninstallFailure);
 }
 
 void PackageHandler::slotPackageNameForUninstallSuccess()
@@ -513,21 +508,30 @@ void PackageHandler::slotPackageNameForUninstallFailure(const QString &details)
 
 // Questions
 
+PackageHandler::Information::Ptr PackageHandler::newQuestion() const
+{
+    return Information::Ptr::create(*m_packageInfoRecord);
+}
+
+void PackageHandler::ask(Transaction *transaction, const Information::Ptr &record,
+                         void (PackageHandler::*success)(),
+                         void (PackageHandler::*failure)(const QString &))
+{
+    const auto answered = [this, record] { m_packageInfoRecord = record; };
+    connect(transaction, &Transaction::success, this, answered);
+    connect(transaction, &Transaction::failure, this, answered);
+    connect(transaction, &Transaction::success, this, success);
+    connect(transaction, &Transaction::failure, this, failure);
+    transaction->start();
+}
+
 void PackageHandler::packageInfo(const QString &packageFile)
 {
-    // A file that lacks a field leaves what the question before has found.
-    const auto record = Information::Ptr::create(*m_packageInfoRecord);
+    const Information::Ptr record = newQuestion();
     Transaction *transaction = m_manager->createInfoTransaction(packageFile, record);
-    connect(transaction, &Transaction::success, this, [this, record] {
-        m_packageInfoRecord = record;
-        slotPackageInfoSuccess();
-    });
-    connect(transaction, &Transaction::failure, this, [this, record](const QString &details) {
-        m_packageInfoRecord = record;
-        slotPackageInfoFailure(details);
-    });
     m_statusMap.remove(packageFile);
-    transaction->start();
+    ask(transaction, record, &PackageHandler::slotPackageInfoSuccess,
+        &PackageHandler::slotPackageInfoFailure);
 }
 
 void PackageHandler::slotPackageInfoSuccess()
@@ -576,14 +580,10 @@ QStringList PackageHandler::packageDesktopFiles(const QString &package) const
 
 void PackageHandler::resolvePackageName(const QString &file)
 {
-    const auto record = Information::Ptr::create();
+    const Information::Ptr record = newQuestion();
     Transaction *transaction = m_manager->createPackageNameTransaction(file, record);
-    connect(transaction, &Transaction::success, this, [this, record] {
-        m_packageInfoRecord = record;
-        slotPackageNameSuccess();
-    });
-    connect(transaction, &Transaction::failure, this, &PackageHandler::slotPackageNameFailure);
-    transaction->start();
+    ask(transaction, record, &PackageHandler::slotPackageNameSuccess,
+        &PackageHandler::slotPackageNameFailure);
 }
 
 void PackageHandler::slotPackageNameSuccess()

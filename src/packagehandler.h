@@ -99,7 +99,7 @@ public:
     Q_INVOKABLE void packageInfo(const QString &packageFile);
     /**
      * The answer is packageFilesReceived(): nothing after a failure, what was found last for a
-     * package that isn't installed.
+     * package that nobody knows.
      */
     Q_INVOKABLE void packageFiles(const QString &package);
     /** What the cache of desktop files lists for a package; empty where there is none. */
@@ -132,8 +132,9 @@ public:
      */
     void resolvePackageName(const QString &file);
     /**
-     * Removes whatever a launcher icon stands for: the file itself where it is the user's own,
-     * else the Android or installed package behind it. Failures are only logged.
+     * Removes whatever a launcher icon stands for: the package that the cache of desktop files
+     * knows for it, else the file itself where it is the user's own, else the package or the
+     * Android application behind it. Failures are only logged.
      */
     void uninstallByDesktopFile(const QString &desktopFile);
 
@@ -211,6 +212,14 @@ private:
                                               const QString &version, bool restoreVersion,
                                               const QStringList &repositories);
     void upgrade(bool download, const QString &version);
+    /**
+     * The record for an answer to come. Questions may overlap, so each has its own; it begins
+     * as the last answer, since a file that lacks a field leaves what stands there.
+     */
+    [[nodiscard]] Information::Ptr newQuestion() const;
+    /** Starts a lookup at once; by the time it ends its record is the last answer. */
+    void ask(Package::Transaction *transaction, const Information::Ptr &record,
+             void (PackageHandler::*success)(), void (PackageHandler::*failure)(const QString &));
 
     void setPackageStatus(const QString &package, int status);
     void setPackageProgress(const QString &package, int value);
