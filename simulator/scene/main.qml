@@ -126,6 +126,8 @@ Rectangle {
             message.show(details.arg(packageName));
         }
         function onPackageInfoReceived(info) {
+            if (!root.Window.window.visible)
+                root.Window.window.showFullScreen();
             dialog.ask(info);
         }
     }

@@ -46,9 +46,11 @@ struct Fault
  *
  * | Key | Meaning |
  * |---|---|
- * | "path" | what the request's path with its query begins with, as sent; with "^" in front a
- * regular expression | | "method" | only this method | | "times" | how often, -1 (default) until
- * cleared | | "skip" | so many matching requests pass first | | "do" | see below |
+ * | "path" | begin of the request's path with query, as sent; after "^" a regular expression |
+ * | "method" | only this method |
+ * | "times" | how often, -1 (default) until cleared |
+ * | "skip" | so many matching requests pass first |
+ * | "do" | see below |
  *
  * | "do" | Parameters and effect |
  * |---|---|
@@ -57,11 +59,11 @@ struct Fault
  * | "error_message" | "error_message", "traceback": the object of the two with status 200 |
  * | "type" | "type": the right answer as this media type |
  * | "delay" | "ms": the right answer, later |
- * | "cut" | "bytes": the connection ends in an orderly way within the body, though its length was
- * announced | | "reset" | "when" "before" (default) or "after" the headers and "bytes" of the body:
- * the connection is reset | | "hang" | "when" as above: no (further) answer until the client goes
- * away or faults are cleared | | "endless" | "body": the answer begins with it and never ends | |
- * "page-loop" | "next": a right page whose successor is this URL, by default itself |
+ * | "cut" | "bytes": an orderly end within the body, though its length was announced |
+ * | "reset" | "when" "before" (default) or "after" headers and "bytes" of the body: a reset |
+ * | "hang" | "when" as above: no (further) answer until the client goes or faults are cleared |
+ * | "endless" | "body": the answer begins with it and never ends |
+ * | "page-loop" | "next": a right page whose successor is this URL, by default itself |
  *
  * Of several faults that match, the one given last is played.
  */
