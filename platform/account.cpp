@@ -35,13 +35,13 @@ bool turnsMainLoop()
 
 } // namespace
 
-Account::Private::Private(Accounts::Account *stored)
+Account::Storage::Storage(Accounts::Account *stored)
     : account(stored)
 { }
 
-Account::Private::~Private() = default;
+Account::Storage::~Storage() = default;
 
-bool Account::Private::select(const QString &service) const
+bool Account::Storage::select(const QString &service) const
 {
     if (service.isEmpty()) {
         account->selectService();
@@ -54,12 +54,13 @@ bool Account::Private::select(const QString &service) const
     return true;
 }
 
-Account::Account(Private *implementation, QObject *parent)
+Account::Account(Storage *implementation, QObject *parent)
     : QObject(parent)
-    , d(implementation)
+    , m_storage(implementation)
 {
-    connect(d->account.get(), &Accounts::Account::synced, this, [this] { syncFinished(true); });
-    connect(d->account.get(), &Accounts::Account::error, this,
+    connect(m_storage->account.get(), &Accounts::Account::synced, this,
+            [this] { syncFinished(true); });
+    connect(m_storage->account.get(), &Accounts::Account::error, this,
             [this](const Accounts::Error &error) {
                 qWarning() << "Could not write the account:" << error.message();
                 if (error.type() == Accounts::Error::Deleted)
@@ -67,69 +68,69 @@ Account::Account(Private *implementation, QObject *parent)
                 else
                     syncFinished(false);
             });
-    connect(d->account.get(), &Accounts::Account::removed, this,
+    connect(m_storage->account.get(), &Accounts::Account::removed, this,
             [this] { setStatus(StatusDeleted); });
 }
 
 Account::~Account()
 {
-    d->account->disconnect(this);
+    m_storage->account->disconnect(this);
 }
 
 int Account::status() const
 {
-    return d->status;
+    return m_storage->status;
 }
 
 bool Account::enabled() const
 {
-    return d->select({}) && d->account->enabled();
+    return m_storage->select({}) && m_storage->account->enabled();
 }
 
 void Account::setEnabled(bool enabled)
 {
-    if (d->select({}))
-        d->account->setEnabled(enabled);
+    if (m_storage->select({}))
+        m_storage->account->setEnabled(enabled);
 }
 
 bool Account::isEnabledWithService(const QString &service) const
 {
-    return d->select(service) && d->account->enabled();
+    return m_storage->select(service) && m_storage->account->enabled();
 }
 
 void Account::enableWithService(const QString &service)
 {
-    if (d->select(service))
-        d->account->setEnabled(true);
+    if (m_storage->select(service))
+        m_storage->account->setEnabled(true);
 }
 
 QVariantMap Account::configurationValues(const QString &service) const
 {
     QVariantMap values;
-    if (!d->select(service))
+    if (!m_storage->select(service))
         return values;
-    const QStringList keys = d->account->allKeys();
+    const QStringList keys = m_storage->account->allKeys();
     for (const QString &key : keys)
-        values.insert(key, d->account->value(key));
+        values.insert(key, m_storage->account->value(key));
     return values;
 }
 
 void Account::setConfigurationValue(const QString &service, const QString &key,
                                     const QVariant &value)
 {
-    if (d->select(service))
-        d->account->setValue(key, value);
+    if (m_storage->select(service))
+        m_storage->account->setValue(key, value);
 }
 
 void Account::sync()
 {
-    if (d->status == StatusDeleted)
+    if (m_storage->status == StatusDeleted)
         return;
-    if (d->status == StatusSyncing) {
-        d->syncAgain = true;
+    if (m_storage->status == StatusSyncing) {
+        m_storage->syncAgain = true;
         return;
     }
-    d->usableStatus = d->status;
+    m_storage->usableStatus = m_storage->status;
     setStatus(StatusSyncing);
     writeChanges();
 }
@@ -137,37 +138,37 @@ void Account::sync()
 void Account::writeChanges()
 {
     if (turnsMainLoop())
-        d->account->sync();
+        m_storage->account->sync();
     else
-        syncFinished(d->account->syncAndBlock());
+        syncFinished(m_storage->account->syncAndBlock());
 }
 
 void Account::syncFinished(bool written)
 {
-    if (d->status != StatusSyncing)
+    if (m_storage->status != StatusSyncing)
         return;
-    if (d->syncAgain) {
-        d->syncAgain = false;
+    if (m_storage->syncAgain) {
+        m_storage->syncAgain = false;
         writeChanges();
         return;
     }
-    setStatus(written ? StatusSynced : d->usableStatus);
+    setStatus(written ? StatusSynced : m_storage->usableStatus);
 }
 
 void Account::setStatus(int status)
 {
-    if (d->status == status || d->status == StatusDeleted)
+    if (m_storage->status == status || m_storage->status == StatusDeleted)
         return;
-    d->status = status;
+    m_storage->status = status;
     Q_EMIT statusChanged();
 }
 
 QString Account::defaultCredentialsUserName() const
 {
-    if (!d->select({}))
+    if (!m_storage->select({}))
         return {};
-    const QString userName = d->account->valueAsString(userNameKey());
-    return userName.isEmpty() ? d->account->displayName() : userName;
+    const QString userName = m_storage->account->valueAsString(userNameKey());
+    return userName.isEmpty() ? m_storage->account->displayName() : userName;
 }
 
 SignInParameters *Account::signInParameters(const QString &, const QString &userName,
@@ -193,35 +194,35 @@ void Account::signIn(const QString &method, const QString &mechanism, SignInPara
     const QString userName = defaultCredentialsUserName();
     if (!values.contains(userNameParameter()) && !userName.isEmpty())
         values.insert(userNameParameter(), userName);
-    const bool known = d->select(service);
-    const quint32 credentials = known ? d->account->credentialsId() : 0;
+    const bool known = m_storage->select(service);
+    const quint32 credentials = known ? m_storage->account->credentialsId() : 0;
 
-    d->session = new SignonSession(credentials, this);
-    connect(d->session, &SignInSession::succeeded, this, [this](const QVariantMap &data) {
+    m_storage->session = new SignonSession(credentials, this);
+    connect(m_storage->session, &SignInSession::succeeded, this, [this](const QVariantMap &data) {
         endSession();
         Q_EMIT signInResponse(data);
     });
-    connect(d->session, &SignInSession::failed, this,
+    connect(m_storage->session, &SignInSession::failed, this,
             [this](const QString &details, int errorType) {
                 endSession();
                 Q_EMIT signInError(details, errorType);
             });
-    d->session->start(method, mechanism, values);
+    m_storage->session->start(method, mechanism, values);
 }
 
 void Account::signOut(const QString &, const QString &)
 {
     endSession();
-    if (d->status != StatusDeleted && d->select({}))
-        SignonSession::signOut(d->account->credentialsId(), this);
+    if (m_storage->status != StatusDeleted && m_storage->select({}))
+        SignonSession::signOut(m_storage->account->credentialsId(), this);
 }
 
 void Account::endSession()
 {
-    if (!d->session)
+    if (!m_storage->session)
         return;
-    d->session->disconnect(this);
-    d->session->cancel();
-    d->session->deleteLater();
-    d->session = nullptr;
+    m_storage->session->disconnect(this);
+    m_storage->session->cancel();
+    m_storage->session->deleteLater();
+    m_storage->session = nullptr;
 }

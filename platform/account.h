@@ -73,12 +73,12 @@ Q_SIGNALS:
 
 private:
     friend class AccountManager;
-    class Private;
-    Account(Private *implementation, QObject *parent);
+    class Storage; // keeps the account library out of this header
+    Account(Storage *implementation, QObject *parent);
     void writeChanges();
     void syncFinished(bool written);
     void setStatus(int status);
     void endSession();
 
-    QScopedPointer<Private> d;
+    QScopedPointer<Storage> m_storage;
 };

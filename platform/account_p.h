@@ -9,11 +9,11 @@
 class SignInSession;
 
 /** An account of the database, and what is going on with it. */
-class Account::Private
+class Account::Storage
 {
 public:
-    explicit Private(Accounts::Account *stored);
-    ~Private();
+    explicit Storage(Accounts::Account *stored);
+    ~Storage();
 
     /** Selects @p service for the next access; false if the device has no such service. */
     [[nodiscard]] bool select(const QString &service) const;

@@ -46,18 +46,18 @@ QSharedPointer<Accounts::Manager> sharedManager()
 
 } // namespace
 
-AccountManager::Private::Private()
+AccountManager::Storage::Storage()
     : manager(sharedManager())
 { }
 
-bool AccountManager::Private::holds(int identifier) const
+bool AccountManager::Storage::holds(int identifier) const
 {
     return identifier > 0 && manager->accountList().contains(Accounts::AccountId(identifier));
 }
 
 AccountManager::AccountManager(QObject *parent)
     : QObject(parent)
-    , d(new Private)
+    , m_storage(new Storage)
 { }
 
 AccountManager::~AccountManager()
@@ -69,10 +69,10 @@ AccountManager::~AccountManager()
 QList<int> AccountManager::providerAccountIdentifiers(const QString &provider) const
 {
     QList<int> identifiers;
-    const Accounts::AccountIdList present = d->manager->accountList();
+    const Accounts::AccountIdList present = m_storage->manager->accountList();
     for (const Accounts::AccountId identifier : present) {
         const std::unique_ptr<Accounts::Account> account(
-            Accounts::Account::fromId(d->manager.data(), identifier));
+            Accounts::Account::fromId(m_storage->manager.data(), identifier));
         if (account && account->providerName() == provider)
             identifiers.append(int(identifier));
     }
@@ -82,13 +82,13 @@ QList<int> AccountManager::providerAccountIdentifiers(const QString &provider) c
 
 Account *AccountManager::account(int identifier)
 {
-    if (!d->holds(identifier))
+    if (!m_storage->holds(identifier))
         return nullptr;
-    QPointer<Account> &account = d->accounts[identifier];
+    QPointer<Account> &account = m_storage->accounts[identifier];
     if (account && account->status() != Account::StatusDeleted)
         return account;
     Accounts::Account *stored =
-        Accounts::Account::fromId(d->manager.data(), Accounts::AccountId(identifier));
-    account = stored ? new Account(new Account::Private(stored), this) : nullptr;
+        Accounts::Account::fromId(m_storage->manager.data(), Accounts::AccountId(identifier));
+    account = stored ? new Account(new Account::Storage(stored), this) : nullptr;
     return account;
 }

@@ -24,6 +24,6 @@ public:
     [[nodiscard]] Account *account(int identifier);
 
 private:
-    class Private;
-    QScopedPointer<Private> d;
+    class Storage; // keeps the account library out of this header
+    QScopedPointer<Storage> m_storage;
 };

@@ -11,10 +11,10 @@
 class Account;
 
 /** The account database behind an AccountManager. */
-class AccountManager::Private
+class AccountManager::Storage
 {
 public:
-    Private();
+    Storage();
 
     /** Whether the database holds the account @p identifier now. */
     [[nodiscard]] bool holds(int identifier) const;

@@ -9,11 +9,11 @@ namespace {
 QVariant textList(GVariant *value)
 {
     QStringList list;
-    for (gsize i = 0; i < g_variant_n_children(value); ++i) {
-        GVariant *entry = g_variant_get_child_value(value, i);
-        list.append(QString::fromUtf8(g_variant_get_string(entry, nullptr)));
-        g_variant_unref(entry);
-    }
+    gsize count = 0;
+    const gchar **entries = g_variant_get_strv(value, &count); // the array alone is ours
+    for (gsize i = 0; i < count; ++i)
+        list.append(QString::fromUtf8(entries[i]));
+    g_free(entries);
     return list;
 }
 

@@ -11,7 +11,7 @@
  * An object is made, filled, published and thrown away; what has been published lives on
  * in the service, and notifications() finds it again, also in a later process. Without a
  * session bus, publish() and close() do nothing; a service that is missing or refuses costs
- * publish() at most two seconds, a warning in the log and the number.
+ * each of them at most two seconds and a warning in the log, and publish() the number.
  */
 class Notification : public QObject
 {

@@ -5,7 +5,7 @@
 
 /**
  * The platform's release manager: which OS release the device is on and where its packages
- * come from. Answers come from the device's configuration, read anew by each object.
+ * come from. Answers come from the device's configuration, read anew by each call.
  */
 class Rdm
 {

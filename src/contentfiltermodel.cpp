@@ -20,7 +20,7 @@ int ContentFilterModel::rowCount(const QModelIndex &) const
 
 QVariant ContentFilterModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() < 0 || index.column() < 0 || index.row() >= m_rows.size())
+    if (!index.isValid() || index.row() >= m_rows.size())
         return QVariant();
     return m_source->data(m_source->index(m_rows.at(index.row()), 0), role);
 }

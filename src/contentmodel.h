@@ -126,7 +126,7 @@ public:
 
     /** Package names of the rows that can be updated, in row order. */
     [[nodiscard]] QStringList updatablePackages() const;
-    /** A row's state, with one that is being updated shown as updatable. */
+    /** State of a row that exists, with one that is being updated shown as updatable. */
     [[nodiscard]] int appSection(int row) const;
 
     /** Fetches the list that the properties describe, in place of the present one. */

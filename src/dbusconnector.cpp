@@ -13,7 +13,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
-#include <QDBusInterface>
 #include <QDebug>
 #include <QFileInfo>
 #include <QJSValue>
@@ -495,8 +494,7 @@ void DBusConnector::slotOnlineStatusChangedForDownloadUpgrade()
 {
     if (!m_store || !m_store->isOnline() || m_pendingOsVersion.isEmpty())
         return;
-    disconnect(m_store.data(), &OrvikStore::connectionStateChanged, this,
-               &DBusConnector::slotOnlineStatusChangedForDownloadUpgrade);
+    // Stays connected, which without a pending version does nothing.
     if (m_packageHandler)
         m_packageHandler->downloadOsUpdate(m_pendingOsVersion);
     m_pendingOsVersion.clear();
@@ -506,8 +504,6 @@ void DBusConnector::slotOnlineStatusChangedForOsUpdateSize()
 {
     if (!m_store || !m_store->isOnline() || m_pendingOsVersion.isEmpty())
         return;
-    disconnect(m_store.data(), &OrvikStore::connectionStateChanged, this,
-               &DBusConnector::slotOnlineStatusChangedForOsUpdateSize);
     if (m_packageHandler)
         m_packageHandler->getOsUpdateSize(m_pendingOsVersion);
     m_pendingOsVersion.clear();

@@ -68,7 +68,10 @@ public:
     void osUpdateSet(const QString &version);
     void checkForOsUpdate(bool refreshCache, bool forced);
     void clearOsUpdateCheckCache();
-    /** Side-loads a package file through the scene, if the device lock allows it. */
+    /**
+     * Side-loads a package file through the scene, if the device lock allows it.
+     * @param packageName the file's path
+     */
     void install(const QString &packageName);
 
     // For the adaptor.

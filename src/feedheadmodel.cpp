@@ -17,8 +17,7 @@ int FeedHeadModel::rowCount(const QModelIndex &) const
 
 QVariant FeedHeadModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() < 0 || index.column() < 0 || index.row() >= m_map.size()
-        || !m_sourceModel)
+    if (!index.isValid() || index.row() >= m_map.size() || !m_sourceModel)
         return QVariant();
     return m_sourceModel->data(m_sourceModel->index(m_map.at(index.row()), 0), role);
 }

@@ -63,7 +63,7 @@ int FeedModel::rowCount(const QModelIndex &) const
 
 QVariant FeedModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() < 0 || index.column() < 0 || index.row() >= m_rows.size())
+    if (!index.isValid() || index.row() >= m_rows.size())
         return QVariant();
     const Item &item = m_rows.at(index.row());
     const Store::Feed &feed = *item.feed;

@@ -48,7 +48,7 @@ void Liker::setApplication(const QString &uuid)
     Q_EMIT loadingChanged();
     Q_EMIT busyChanged();
     if (!m_store)
-        return;
+        return; // gone meanwhile, with a listener
     if (Store::RequestProxy *request = m_store->requestIsLiked(m_application))
         connect(request, &Store::RequestProxy::finished, this, &Liker::slotIsLikedFinished);
 }

@@ -8,15 +8,6 @@
 
 #include <algorithm>
 
-namespace {
-
-const char *boolText(bool value)
-{
-    return value ? "true" : "false";
-}
-
-} // namespace
-
 OrvikStore::OrvikStore(StoreImageProvider *provider, QObject *parent)
     : QObject(parent)
     , m_server(std::make_unique<Store::Server>(s_deviceModel, nullptr))
@@ -236,7 +227,7 @@ void OrvikStore::slotAccountStateChanged()
 
 void OrvikStore::slotOnlineStateChanged(bool isOnline)
 {
-    qDebug() << Q_FUNC_INFO << boolText(isOnline);
+    qDebug() << Q_FUNC_INFO << isOnline;
     Q_EMIT onlineStatusChanged();
     // Ready needs nothing, and nobody has asked for anything in Initial.
     if (!isOnline || m_connectionState == Ready || m_connectionState == Initial)

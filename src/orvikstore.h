@@ -178,7 +178,7 @@ Q_SIGNALS:
     void companyReceived(QString uuid);
     void userReceived(QString uuid);
     void backplateActivationReceived(QVariantMap data);
-    void categoriesChanged();
+    void categoriesChanged(); // never: categories come before the state is Ready
     void onlineStatusChanged();
     void connectionStateChanged();
     /** @param details a translated text to show to the user. */

@@ -4,7 +4,7 @@
 
 #include "orvikstore.h"
 
-#include "platform/rdm.h"
+#include "rdm.h"
 #include "store/requestproxy.h"
 
 #include <QDateTime>

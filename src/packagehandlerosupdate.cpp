@@ -4,21 +4,12 @@
 #include "packagehandler.h"
 
 #include "package/transaction.h"
-#include "platform/rdm.h"
+#include "rdm.h"
 
 #include <QDateTime>
 #include <QDebug>
 
 using Package::Transaction;
-
-namespace {
-
-const char *boolText(bool value)
-{
-    return value ? "true" : "false";
-}
-
-} // namespace
 
 PackageHandler::DistUpgradeStatus PackageHandler::distUpgradeStatus() const
 {
@@ -61,7 +52,7 @@ void PackageHandler::announceUpgradeProgress(int value)
 
 void PackageHandler::checkForOsUpdate(bool refreshCache)
 {
-    qDebug() << Q_FUNC_INFO << boolText(refreshCache);
+    qDebug() << Q_FUNC_INFO << refreshCache;
     if (m_queue.has(JobCheckUpgrade)) {
         qDebug() << "-- already issued";
         return;
@@ -146,7 +137,7 @@ void PackageHandler::installOsUpdate(const QString &version)
 
 void PackageHandler::upgrade(bool download, const QString &version)
 {
-    qDebug() << Q_FUNC_INFO << boolText(download) << version;
+    qDebug() << Q_FUNC_INFO << download << version;
     Transaction *transaction = m_manager->createDistUpgradeTransaction(download);
     connect(transaction, &Transaction::progress, this, &PackageHandler::slotUpgradeProgress);
     connect(transaction, &Transaction::failure, this, &PackageHandler::slotUpgradeFailure);

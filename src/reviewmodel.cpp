@@ -34,7 +34,7 @@ int ReviewModel::rowCount(const QModelIndex &) const
 
 QVariant ReviewModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() < 0 || index.column() < 0 || index.row() >= m_rows.size())
+    if (!index.isValid() || index.row() >= m_rows.size())
         return QVariant();
     const Store::Review &review = *m_rows.at(index.row());
     switch (role) {

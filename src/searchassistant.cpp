@@ -22,8 +22,7 @@ int SearchAssistant::rowCount(const QModelIndex &) const
 
 QVariant SearchAssistant::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() < 0 || index.column() < 0
-        || index.row() >= m_suggestions.size() || role != Qt::DisplayRole)
+    if (!index.isValid() || index.row() >= m_suggestions.size() || role != Qt::DisplayRole)
         return QVariant();
     return m_suggestions.at(index.row());
 }

@@ -28,7 +28,7 @@ public:
     explicit Service(DBusConnector *connector);
 
 public Q_SLOTS:
-    /** Side-loads a package file. Privileged callers only. */
+    /** Side-loads a package file. Privileged callers only. @param packageName the file's path */
     Q_NOREPLY
     void install(const QString &packageName);
     Q_NOREPLY

@@ -211,32 +211,24 @@ void InstallTransactionPkgKit::resolveDependencies(const QString &packageId)
 void InstallTransactionPkgKit::download(const QStringList &packageIds)
 {
     beginStep(StateDownloading);
-    connect(m_transaction, &StepPkgKit::changed, this,
-            &InstallTransactionPkgKit::slotInstallProgress);
     m_transaction->installPackages(packageIds, PkgKit::flagsDownload());
 }
 
 void InstallTransactionPkgKit::install(const QString &packageId)
 {
     beginStep(StateInstalling);
-    connect(m_transaction, &StepPkgKit::changed, this,
-            &InstallTransactionPkgKit::slotInstallProgress);
     m_transaction->installPackage(packageId, PkgKit::FlagTrusted);
 }
 
 void InstallTransactionPkgKit::installFile(const QString &file)
 {
     beginStep(StateInstalling);
-    connect(m_transaction, &StepPkgKit::changed, this,
-            &InstallTransactionPkgKit::slotInstallProgress);
     m_transaction->installFile(file, PkgKit::FlagTrusted);
 }
 
 void InstallTransactionPkgKit::update(const QString &packageId)
 {
     beginStep(StateInstalling);
-    connect(m_transaction, &StepPkgKit::changed, this,
-            &InstallTransactionPkgKit::slotInstallProgress);
     m_transaction->updatePackage(packageId, PkgKit::FlagTrusted);
 }
 
@@ -317,6 +309,10 @@ void InstallTransactionPkgKit::beginStep(State state)
             &InstallTransactionPkgKit::slotTransactionFinished);
     connect(m_transaction, &StepPkgKit::errorCode, this,
             &InstallTransactionPkgKit::slotTransactionError);
+    if (state == StateDownloading || state == StateInstalling) {
+        connect(m_transaction, &StepPkgKit::changed, this,
+                &InstallTransactionPkgKit::slotInstallProgress);
+    }
     m_state = state;
 }
 

@@ -13,7 +13,7 @@
 #include "repositorytransactionpkgkit.h"
 #include "uninstalltransactionpkgkit.h"
 
-#include "platform/desktopfilecache.h"
+#include "desktopfilecache.h"
 
 #include <PackageKit/Daemon>
 

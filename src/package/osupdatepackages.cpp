@@ -1,6 +1,6 @@
 #include "osupdatepackages.h"
 
-#include "platform/rdm.h"
+#include "rdm.h"
 
 namespace Package::OsUpdate {
 

@@ -3,7 +3,7 @@
 #include "pkgkitvalues.h"
 #include "steppkgkit.h"
 
-#include "platform/rdm.h"
+#include "rdm.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -98,7 +98,7 @@ void RepositoryTransactionPkgKit::slotRestoreRepositoryFinished(Pk::Exit status,
 void RepositoryTransactionPkgKit::slotGotRepository(QString repoId, QString description,
                                                     bool enabled)
 {
-    qDebug() << "Repository:" << repoId << description << (enabled ? "true" : "false");
+    qDebug() << "Repository:" << repoId << description << enabled;
     m_repositoryIds.append(repoId);
     m_repositories[repoId] = enabled;
 }

@@ -37,7 +37,7 @@ Q_SIGNALS:
     /** @param details untranslated text. */
     void failure(QString details);
     void success();
-    /** The transaction has ended; behind success() or failure(). */
+    /** Has ended, behind success() or failure() if one came. A removal cut off never says so. */
     void finished();
 
 protected:

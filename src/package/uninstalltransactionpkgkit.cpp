@@ -64,7 +64,7 @@ void UninstallTransactionPkgKit::slotUninstallFinished(Pk::Exit status, uint run
     if (status == Pk::ExitSuccess)
         succeed();
     else
-        end();
+        end(); // without a word, on purpose: a queue waits on
 }
 
 void UninstallTransactionPkgKit::slotUninstallError(Pk::Error error, QString details)

@@ -152,7 +152,7 @@ QByteArray RequestProxy::takeBody()
         const QByteArray part = m_reply->read(qMin(wanted, bodyLimit - body.size()));
         if (part.isEmpty())
             break;
-        body = body.isEmpty() ? part : body + part;
+        body += part;
     }
     return body;
 }

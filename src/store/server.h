@@ -48,7 +48,7 @@ class Server : public QObject
 
 public:
     /** @param device model of the device in lower case, which the store filters by. */
-    Server(const QString &device, QObject *parent = nullptr);
+    explicit Server(const QString &device, QObject *parent = nullptr);
     ~Server() override;
 
     [[nodiscard]] bool isOnline() const;
@@ -166,7 +166,7 @@ private Q_SLOTS:
     void slotSendReviewFinished();
     void slotPostResponse();
     void slotApplicationDataFinished();
-    void slotTryGoOnlineFinished();
+    void slotTryGoOnlineFinished(); // waits for a probe, which nothing sends at present
     void slotOnlineStateChanged(bool online);
 
 private:

@@ -4,7 +4,7 @@
 
 #include "json.h"
 #include "messages.h"
-#include "platform/rdm.h"
+#include "rdm.h"
 #include "requestproxy.h"
 #include "storelanguage.h"
 

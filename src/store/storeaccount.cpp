@@ -1,11 +1,11 @@
 #include "storeaccount.h"
 
-#include "platform/account.h"
-#include "platform/accountmanager.h"
-#include "platform/backgroundactivity.h"
-#include "platform/branwickkeyprovider.h"
-#include "platform/signinparameters.h"
+#include "account.h"
+#include "accountmanager.h"
+#include "backgroundactivity.h"
+#include "branwickkeyprovider.h"
 #include "redaction.h"
+#include "signinparameters.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
