@@ -26,6 +26,12 @@ Rectangle {
     signal update()
 
     property string wantedPackage: "" // to be shown once it is resolved
+    property string wantedBackplate: "" // to be activated once the store is reached
+
+    function showWindow() {
+        if (!Window.window.visible)
+            Window.window.showFullScreen();
+    }
 
     function openApp(uuid) {
         pages.push(appPage, { "uuid": uuid });
@@ -44,8 +50,13 @@ Rectangle {
     }
 
     function resolveWanted() {
-        if (wantedPackage !== "" && orvikStore.connectionState === OrvikStore.Ready)
+        if (orvikStore.connectionState !== OrvikStore.Ready)
+            return;
+        if (wantedPackage !== "")
             orvikStore.resolvePackage(wantedPackage);
+        if (wantedBackplate !== "")
+            orvikStore.activateBackplate(wantedBackplate);
+        wantedBackplate = "";
     }
 
     width: 540
@@ -73,11 +84,10 @@ Rectangle {
         onActivated: root.openSearch()
     }
 
-    // The program only raises a window that exists: one that was closed, or made for a
-    // request that shows nothing yet, comes up by the scene's own doing.
+    // The program only raises a window that exists: one that was closed, or made for a request
+    // that shows nothing yet, comes up by the scene's own doing.
     onUiOpened: {
-        if (!Window.window.visible)
-            Window.window.showFullScreen();
+        showWindow();
         orvikStore.tryConnect();
     }
     onEnterStore: pages.pop(null)
@@ -94,7 +104,11 @@ Rectangle {
         openList(title, { "scope": "store", "startsWith": startsWith });
     }
     onInstall: packageHandler.packageInfo(packageName)
-    onBackplateConnected: orvikStore.activateBackplate(id)
+    onBackplateConnected: {
+        wantedBackplate = id;
+        resolveWanted();
+    }
+    onBackplateDisconnected: wantedBackplate = ""
 
     Connections {
         target: orvikStore
@@ -114,6 +128,7 @@ Rectangle {
             message.show(details);
         }
         function onBackplateActivationReceived(data) {
+            root.showWindow();
             message.show(qsTrId("orvik-store-la-backplate").arg(data.title || data.bkpid));
         }
     }
@@ -126,8 +141,7 @@ Rectangle {
             message.show(details.arg(packageName));
         }
         function onPackageInfoReceived(info) {
-            if (!root.Window.window.visible)
-                root.Window.window.showFullScreen();
+            root.showWindow();
             dialog.ask(info);
         }
     }
